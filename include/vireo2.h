@@ -1,0 +1,223 @@
+/*
+ * libVireo2 - driver library of the Vireo2 reflectance spectrophotometer
+ * and its TR3 scanning-track accessory.
+ *
+ * Conventions shared by every function below:
+ *  - bool is one byte (0/1), int is 32-bit signed, float is IEEE single.
+ *  - Text arguments are zero-terminated UTF-8. A null text argument makes the
+ *    function return its failure result; it never crashes.
+ *  - Returned text (const char*) points into a buffer owned by the library.
+ *    It stays valid until the calling thread calls another text-returning
+ *    function (ScanGetData keeps its own buffer). Copy it at once.
+ *  - Failures return false, -1, -1.0f or "" and record an error code and text,
+ *    read with GetLastErrorCode()/GetLastErrorString(). A success does not
+ *    clear the record.
+ *  - Functions marked [locked] take the library's operation lock (recursive,
+ *    10 s). If it cannot be had they record 20510 "FAILED Execute: Operation in
+ *    Progress" (a long operation runs) or 20497 "FAILED LockPort" (and the
+ *    instrument is disconnected), then still run, except SendCommand.
+ *  - Every function may be called from any thread; no function throws.
+ *  - Error codes: 0x00-0xFF are instrument statuses, -1 means no usable
+ *    reply, 0x5000 and up (20480+) are library codes, 0x5300 and up scanning.
+ */
+#ifndef VIREO2_H
+#define VIREO2_H
+
+#ifdef __cplusplus
+extern "C" {
+#else
+#include <stdbool.h>
+#endif
+
+#if defined(_WIN32)
+#  if defined(VIREO2_BUILDING_LIBRARY)
+#    define VIREO2_API __declspec(dllexport)
+#  else
+#    define VIREO2_API __declspec(dllimport)
+#  endif
+#else
+#  define VIREO2_API __attribute__((visibility("default")))
+#endif
+
+/* ---- Library and errors ------------------------------------------------ */
+
+/** Interface version, always "1.2". Does not create the device object. */
+VIREO2_API const char* GetInterfaceVersion(void);
+/** Code of the most recent recorded error (0 after a successful Connect). */
+VIREO2_API int GetLastErrorCode(void);
+/** Text of the most recent recorded error ("<00>" after a successful Connect). */
+VIREO2_API const char* GetLastErrorString(void);
+
+/* ---- Connection --------------------------------------------------------- */
+
+/** [locked] Opens the configured link (USB, USB_TCPIP or TCP), identifies the
+ *  instrument and starts status polling. false: 20480 "Unable to connect to
+ *  Vireo2 - ..." or 20511 (status thread). */
+VIREO2_API bool Connect(void);
+/** [locked] Stops polling and closes the link. false while a Connect runs. */
+VIREO2_API bool Disconnect(void);
+/** true while a connection opened by Connect is up. */
+VIREO2_API bool IsConnected(void);
+/** [locked] Instrument serial number ("NA" before the first Connect). */
+VIREO2_API const char* GetSerialNum(void);
+
+/* ---- Spectral geometry and data ---------------------------------------- */
+
+/** Number of measurement conditions of the last reading (3 or 4). */
+VIREO2_API int GetAngles(void);
+/** Same as GetAngles. */
+VIREO2_API int GetSpectralSetCount(void);
+/** Number of wavelengths (31). */
+VIREO2_API int GetWavelengths(void);
+/** Same as GetWavelengths. */
+VIREO2_API int GetWavelengthCount(void);
+/** Name of condition index ("M0".."M3"); "" for an unknown index. */
+VIREO2_API const char* GetAngleValue(int index);
+/** Same as GetAngleValue. */
+VIREO2_API const char* GetSpectralSetName(int index);
+/** 400 + 10*index nm; the index is not range-checked. */
+VIREO2_API int GetWavelengthValue(int index);
+/** true once after new data arrived (Measure or a reading taken at the
+ *  instrument); the call clears the flag, as does GetSpectralData. */
+VIREO2_API bool IsDataReady(void);
+/** Reflectance of condition `set` at wavelength index `wavelength`, floored
+ *  at 0.0001; -1.0f when there is no such value. */
+VIREO2_API float GetSpectralData(int set, int wavelength);
+/** "Mfg=Hueron:Model=...:Serial Number=...:Mode=Reflectance:Angles=...:
+ *  Calibration Status=...:Aperture=...:NetAdjuster=..." (asks the instrument
+ *  for its firmware text). */
+VIREO2_API const char* GetMeasAttributes(void);
+
+/* ---- Measurement and calibration --------------------------------------- */
+
+/** [locked] Takes one reading and reads every condition's spectrum; sleeps
+ *  one second afterwards. false: 20489 "FAILED Measure:  Needs Calibration",
+ *  the instrument status with "FAILED Measure:  Code 0x..", or 20498. */
+VIREO2_API bool Measure(void);
+/** [locked] 0 calibrated, 1 needs calibration, -1 invalid reply (20506). */
+VIREO2_API int GetCalStatus(void);
+/** [locked] Sends "CalWhite"; true on instrument status 0. */
+VIREO2_API bool WhiteCal(void);
+/** Sends "CalBlack"; true on instrument status 0. Takes no lock. */
+VIREO2_API bool BlackCal(void);
+/** Runs the white calibration (takes the lock itself). false: 0x500C when not
+ *  connected, -1, 0x8C/0x8D (dirty standard) or the instrument status. */
+VIREO2_API bool Calibrate(void);
+/** Runs the named step; only names containing "White" are valid (0x500E). */
+VIREO2_API bool CalibrateStep(const char* step);
+/** [locked] Not supported by this instrument: false. */
+VIREO2_API bool SetCalMode(void);
+/** Always "White". */
+VIREO2_API const char* GetCalSteps(void);
+/** Always "Software". */
+VIREO2_API const char* GetCalMode(void);
+/** Always "HUGA". */
+VIREO2_API const char* GetCalibrationStandard(void);
+/** Not supported: -1. */
+VIREO2_API int GetCalProgress(void);
+/** [locked] Not supported: 0. */
+VIREO2_API float GetCalValues(int index);
+/** Not supported: false. */
+VIREO2_API bool AbortCalibration(void);
+/** [locked] Serial number of the calibration plaque; "" on failure. */
+VIREO2_API const char* GetCalPlaqSN(void);
+
+/* ---- Settings, configuration and options ------------------------------- */
+
+/** Setting names, ";"-separated. */
+VIREO2_API const char* GetAvailableSettings(void);
+/** Accepted values of a setting, ";"-separated; "" and 20495 if unknown. */
+VIREO2_API const char* GetSettingOptions(const char* name);
+/** Current value of a setting; "" and 20495 if unknown. */
+VIREO2_API const char* GetOption(const char* name);
+/** Stores a setting (flushed at once); false and 20495 for an invalid one. */
+VIREO2_API bool SetOption(const char* name, const char* value);
+/** [locked] Stored configuration code (default "C0.M0.T0.B2.N0"). */
+VIREO2_API const char* GetConfiguration(void);
+/** [locked] "START_POLL" / "STOP_POLL" switch status polling; else 20503. */
+VIREO2_API bool SetConfiguration(const char* configuration);
+/** Not supported: false. */
+VIREO2_API bool Configure(void);
+/** [locked] Not supported: false. */
+VIREO2_API bool SetNormalMode(void);
+/** [locked] Not supported: false. */
+VIREO2_API bool SetOfflineMode(void);
+/** Not supported: false. */
+VIREO2_API bool SetLanguage(int language);
+
+/* ---- Commands ----------------------------------------------------------- */
+
+/** Command line in, answer out: "<00>" for success without a value, the
+ *  value otherwise, "" on failure (see the error record). */
+VIREO2_API const char* Execute(const char* commandLine);
+/** Binary capture / raw message; returns the bytes placed in `buffer`,
+ *  0 on failure. */
+VIREO2_API int ExecuteBinary(const unsigned char* message, int messageLength,
+                             int timeoutMs, unsigned char* buffer, int bufferSize);
+/** [locked] Sends one raw instrument command (timeout raised to at least
+ *  3000 ms) and returns the raw reply on status 0, "" otherwise, and "" without
+ *  sending when the lock could not be had. */
+VIREO2_API const char* SendCommand(const char* command, int timeoutMs);
+
+/* ---- Samples, references, tolerances and jobs --------------------------
+ * The Vireo2 keeps none of these records: every call answers at once with
+ * "nothing stored" and never talks to the instrument. */
+
+/** Date and time of a stored sample; never filled by this instrument. */
+typedef struct Vireo2SampleDateTime {
+    int year, month, day, hour, minute, second;
+} Vireo2SampleDateTime;
+
+VIREO2_API bool ClearSamples(void);                         /* false */
+VIREO2_API int GetSampleCount(void);                        /* 0 */
+VIREO2_API bool SetCurrentSample(int index);                /* false */
+VIREO2_API int GetSampleTagCount(void);                     /* 0 */
+VIREO2_API const char* GetSampleTag(int index);             /* "" */
+VIREO2_API float GetSampleData(int set, int wavelength);    /* -1.0f */
+VIREO2_API const char* GetSampleReference(void);            /* "" */
+VIREO2_API const Vireo2SampleDateTime* GetSampleDateTime(void); /* zeroed record */
+VIREO2_API const char* GetSampleGroup(void);                /* "" */
+VIREO2_API const char* GetSampleAttributes(void);           /* "" */
+VIREO2_API int GetMaxReferences(void);                      /* 32000 */
+VIREO2_API bool ClearReferences(void);                      /* false */
+VIREO2_API int GetStoredReferences(void);                   /* 0 */
+VIREO2_API bool SetCurrentReference(int index);             /* false */
+VIREO2_API const char* GetRefName(void);                    /* "" */
+VIREO2_API int GetRefID(void);                              /* -1 */
+VIREO2_API float GetRefValue(int set, int wavelength);      /* -1.0f */
+VIREO2_API int GetRefToleranceCount(void);                  /* -1 */
+VIREO2_API bool SetCurrentTolerance(int index);             /* false */
+VIREO2_API const char* GetTolType(void);                    /* "" */
+VIREO2_API const char* GetTolAngle(void);                   /* "" */
+VIREO2_API const char* GetTolPrimaryIllumObs(void);         /* "" */
+VIREO2_API const char* GetTolSecondaryIllumObs(void);       /* "" */
+VIREO2_API float GetTolValue(int index);                    /* -1.0f */
+VIREO2_API int GetMaxJobs(void);                            /* 100 */
+VIREO2_API bool ClearJobs(void);                            /* false */
+VIREO2_API bool AddJob(const char* job);                    /* false */
+VIREO2_API bool TransmitJobs(void);                         /* false */
+
+/* ---- Strip scanning ------------------------------------------------------ */
+
+/** Always 1. */
+VIREO2_API int ScanIsSupported(void);
+/** Configures a scan of `patchCount` patches of `patchWidthMm`; 1 on success. */
+VIREO2_API int ScanConfig(int patchCount, float patchWidthMm);
+/** Arms a scan; 1 on success. */
+VIREO2_API int ScanStart(void);
+/** Stops a scan; 1 on success. */
+VIREO2_API int ScanAbort(void);
+/** 0 idle, 2 scanning, 3 data ready, 5 aborted on the instrument, 6 stopped,
+ *  7 head not home, -1 failed. Terminal values (3, 5, 6, -1) are returned once. */
+VIREO2_API int ScanGetStatus(void);
+/** Number of scanned patches available. */
+VIREO2_API int ScanGetCount(void);
+/** Values of one condition of one patch, blank-separated with a trailing
+ *  blank; "" when out of range. The text stays valid until the next call. */
+VIREO2_API const char* ScanGetData(int patchIndex, int dataSet);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* VIREO2_H */

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QThread>
+#include <atomic>
+
+namespace vireo2 {
+
+class Nerva;
+
+// Background poll of the instrument while connected: about every 200 ms it
+// runs the device's CheckStatus, which never waits for the operation lock.
+class StatusThread : public QThread {
+    Q_OBJECT
+public:
+    explicit StatusThread(Nerva* device);
+    void requestStop() { stopRequested_ = true; }
+    bool stopRequested() const { return stopRequested_; }
+
+protected:
+    void run() override;
+
+private:
+    Nerva* device_;
+    std::atomic<bool> stopRequested_{false};
+};
+
+} // namespace vireo2

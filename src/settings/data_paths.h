@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QString>
+
+namespace vireo2 {
+
+// Where the library keeps its files.
+namespace paths {
+
+// "C:/ProgramData/" on Windows, the user's generic data folder
+// (~/.local/share/) elsewhere; always ends in "/".
+QString programDataRoot();
+
+// programDataRoot() + "Hueron/".
+QString defaultDataDirectory();
+
+// True for a drive path ("D:/x") and, off Windows, for "/x".
+bool isAbsolute(const QString& path);
+
+// Turns a "Data/Path" value into a directory ending in "/": absolute values
+// stand as they are; others go below programDataRoot(), a leading "." and the
+// character after it dropped. An empty value gives `fallback`.
+QString resolveDataPath(const QString& value, const QString& fallback);
+
+// Directory of the loaded library module, ending without "/".
+QString libraryDirectory();
+
+} // namespace paths
+} // namespace vireo2

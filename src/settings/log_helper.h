@@ -1,0 +1,83 @@
+#pragma once
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QMutex>
+#include <QString>
+
+namespace vireo2 {
+
+// The device's error record and communication log in one: keeps the last
+// error code and text returned by GetLastErrorCode/GetLastErrorString, the
+// exchange being logged, and appends timestamped lines to "spectro.log".
+// Error lines are always written, exchange lines only with Options/Debug=1,
+// timing marks only with Options/Profile=1. Safe to use from several threads.
+class LogHelper {
+public:
+    static constexpr qint64 kDefaultSizeLimit = 64000;
+    static constexpr qint64 kDebugSizeLimit = 640000;
+
+    LogHelper();
+
+    // Reads Options/* and Data/Path from "spectro.ini" in the current
+    // directory and fixes the log file name.
+    void LoadOptions();
+
+    void WriteLine(const QString& message);
+    // Writes the error line for the current exchange, then stores the record.
+    void LogError(qint32 code, const QString& message);
+    // Forgets the exchange first, so the line reads "**ERROR** <message>".
+    void LogErrorOnly(qint32 code, const QString& message);
+    // Writes "<elapsed>/<timeout> ms - SEND:... - RECV:...".
+    void LogExchange();
+    // Writes "<ms since previous mark>: <label>" when profiling is on; always
+    // restarts the shared mark timer.
+    void ProfileMark(const QString& label = QString());
+
+    bool debug() const { return debug_; }
+    bool profile() const { return profile_; }
+    bool scanDebug() const { return scanDebug_; }
+
+    qint32 errorCode() const;
+    void setErrorCode(qint32 code);
+    QByteArray errorText() const;            // Latin-1 bytes
+    void setErrorText(const QString& text);  // stored as Latin-1
+    // Both at once, as one consistent record.
+    void setError(qint32 code, const QString& text);
+
+    QString sentText() const;
+    void setSentText(const QString& text);
+    QString receivedText() const;
+    void setReceivedText(const QString& text);
+    void setTimeout(quint32 ms);
+    void setElapsed(quint32 ms);
+    // Clears the sent and received texts (the next error line has no exchange).
+    void clearExchange();
+
+    QString logFilePath() const;
+    static qint64 sizeLimit();
+    static void setSizeLimit(qint64 bytes);
+
+    // The local-time timestamp "y/M/d h:m:s.z" without padding.
+    static QString timestamp();
+
+private:
+    void appendToFile(const QByteArray& bytes);
+    void rotate();
+    QString errorLine(const QString& message) const;
+
+    mutable QMutex recordMutex_;
+    QMutex fileMutex_;
+    QString logPath_;
+    qint32 errorCode_ = 0;
+    QByteArray errorText_;
+    QString sentText_;
+    QString receivedText_;
+    quint32 timeout_ = 0;
+    quint32 elapsed_ = 0;
+    bool profile_ = false;
+    bool debug_ = false;
+    bool scanDebug_ = false;
+};
+
+} // namespace vireo2

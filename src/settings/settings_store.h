@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QMutex>
+#include <QSettings>
+#include <QString>
+#include <memory>
+
+namespace vireo2 {
+
+// One INI file behind a mutex: QSettings is reentrant but not thread-safe,
+// and exports reach the same store from several host threads.
+class SettingsStore {
+public:
+    explicit SettingsStore(const QString& fileName);
+
+    // Runs `f(QSettings&)` with the store locked and returns its result.
+    template <typename F>
+    auto with(F&& f)
+    {
+        QMutexLocker lock(&mutex_);
+        return f(settings_);
+    }
+
+    QString fileName() const { return fileName_; }
+
+private:
+    QMutex mutex_;
+    QString fileName_;
+    QSettings settings_;
+};
+
+// The settings files of one device model, all fixed at construction.
+struct DeviceSettings {
+    QString libraryDirectory;   // directory of the loaded library
+    QString globalFile;         // libraryDirectory + "/spectro.ini"
+    QString dataDirectory;      // from Data/Path, ends in "/"
+    std::shared_ptr<SettingsStore> device;         // "<data>Vireo2.ini"
+    std::shared_ptr<SettingsStore> wirelessConfigs; // "<root>Hueron/Vireo2WifiConfigs.ini"
+    std::shared_ptr<SettingsStore> compatibility;  // "<data>Vireo2Compatibility.ini"
+
+    // Reads spectro.ini beside the library, resolves and creates the data
+    // directories and opens the three stores for `modelName`.
+    static DeviceSettings load(const QString& modelName);
+};
+
+// Global flags are on only for the exact text "1".
+bool isFlagOn(const QString& value);
+
+} // namespace vireo2

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+#include <QString>
+
+namespace vireo2 {
+
+// Byte channel to the instrument. Every command and reply travels as one BCP
+// packet: 0x7E, 4-byte big-endian payload length, payload, 0x7F.
+// Concrete channels: USB (libusb bulk transfers) and CEthernet (TCP).
+class CTransport : public QObject {
+    Q_OBJECT
+public:
+    CTransport();
+    ~CTransport() override;
+
+    virtual bool IsConnected() = 0;
+    virtual bool OpenPort(const QByteArray& address) = 0;
+    virtual void ClosePort() = 0;
+    // Writes bytes unframed; length 0 means up to the first zero byte.
+    virtual bool SendRaw(const char* bytes, int length) = 0;
+    // Wraps the bytes in one BCP packet and writes it.
+    virtual bool Send(const char* bytes, int length) = 0;
+    // Reads into `output` (cleared first); returns the byte count.
+    virtual int Receive(QByteArray& output, int timeoutMs) = 0;
+    // Receive, then validate and unwrap one BCP packet.
+    virtual bool RecvPacket(QByteArray& output, int timeoutMs) = 0;
+    // One command/reply exchange including "done?" polling.
+    virtual bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length) = 0;
+    virtual void SetPacketMode(bool on);
+    virtual void Noop();
+    virtual void SetError(qint32 code, const QString& message) = 0;
+    virtual qint32 GetErrorCode();
+    virtual QString GetErrorMessage();
+
+    QString lastCommand() const { return lastCommand_; }
+    quint32 lastExchangeTime() const { return lastExchangeTime_; }
+
+protected:
+    bool basePacketMode_ = false;
+    qint32 errorCode_ = 0;
+    QString errorMessage_;
+    QString lastCommand_;
+    QString unusedText_;
+    quint32 lastExchangeTime_ = 0;
+    bool packetMode_ = true;
+};
+
+} // namespace vireo2
