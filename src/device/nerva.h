@@ -15,6 +15,9 @@ namespace vireo2 {
 class StatusThread;
 class WorkerThread;
 
+// How long locked operations wait for the operation lock.
+constexpr int kOperationLockTimeoutMs = 10000;
+
 // Auxiliary shared record of the device; kept for the family interface.
 struct DeviceRecord {
 };

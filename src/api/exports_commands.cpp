@@ -1,0 +1,44 @@
+// Free-form commands.
+#include "api/export_frame.h"
+#include "vireo2.h"
+
+using namespace vireo2;
+using namespace vireo2::api;
+
+extern "C" {
+
+VIREO2_API const char* Execute(const char* commandLine)
+{
+    return guardedText([commandLine] {
+        QString line;
+        return readText(commandLine, "Execute", line) ? device().Execute(line) : QString();
+    });
+}
+
+VIREO2_API int ExecuteBinary(const unsigned char* message, int messageLength, int timeoutMs,
+                             unsigned char* buffer, int bufferSize)
+{
+    return guarded(0, [=] {
+        if (!message || messageLength < 0 || (!buffer && bufferSize > 0) || bufferSize < 0) {
+            device().log()->LogErrorOnly(20503, QStringLiteral("FAILED ExecuteBinary: Invalid Argument"));
+            return 0;
+        }
+        return device().ExecuteBinary(message, messageLength, timeoutMs, buffer, bufferSize);
+    });
+}
+
+// The one locked export that looks at the lock's outcome: a command is never
+// sent without the lock.
+VIREO2_API const char* SendCommand(const char* command, int timeoutMs)
+{
+    return guardedText([command, timeoutMs] {
+        Vireo2& d = device();
+        PortLock lock(d);
+        QString text;
+        if (lock.failed() || !readText(command, "SendCommand", text))
+            return QString();
+        return d.SendCommand(text, timeoutMs);
+    });
+}
+
+} // extern "C"

@@ -1,0 +1,38 @@
+#include "api/port_lock.h"
+
+#include <QRecursiveMutex>
+
+#include "device/nerva.h"
+
+namespace vireo2 {
+
+void LockPort(Nerva& device, PortLockToken& token, int timeoutMs)
+{
+    token = PortLockToken{};
+    if (device.operationMutex()->tryLock(timeoutMs))
+        return;
+
+    token.lockFailed = true;
+    const auto& log = device.log();
+    if (device.isWorkerRunning()) {
+        log->LogErrorOnly(20510, QStringLiteral("FAILED Execute: Operation in Progress"));
+        return;
+    }
+    log->LogErrorOnly(20497, QStringLiteral("FAILED LockPort"));
+    token.portReset = true;
+    device.Disconnect();
+}
+
+void UnlockPort(Nerva& device, const PortLockToken& token)
+{
+    if (!token.portReset) {
+        // Only the thread that holds the lock may release it; a failed
+        // acquisition therefore has nothing to release.
+        if (!token.lockFailed)
+            device.operationMutex()->unlock();
+        return;
+    }
+    device.log()->WriteLine(QStringLiteral("PORT IS VALID : %1").arg(device.isPortValid() ? 1 : 0));
+}
+
+} // namespace vireo2

@@ -1,0 +1,43 @@
+#include "device/vireo2.h"
+
+#include "commands/command_table.h"
+#include "scanning/vireo2_scanning.h"
+
+namespace vireo2 {
+
+Vireo2::Vireo2()
+    : settings_(DeviceSettings::load(QStringLiteral("Vireo2"))),
+      scanning_(std::make_shared<Vireo2Scanning>()),
+      commandIds_(commandMap())
+{
+    wavelengthCount_ = 31;
+}
+
+Vireo2::~Vireo2()
+{
+    Disconnect();
+}
+
+void Vireo2::init()
+{
+    // The variant whose model text carries "Xp" has no polarised condition.
+    modelCode_ = modelName_.contains(QLatin1String("Xp")) ? 88 : 78;
+    scanning_->setTrackInUse(trackInUse_);
+    setCount_ = modelCode_ == 88 ? 3 : 4;
+    setNames_.insert(QStringLiteral("M0"), 0);
+    setNames_.insert(QStringLiteral("M1"), 1);
+    setNames_.insert(QStringLiteral("M2"), 2);
+    setNames_.insert(QStringLiteral("M3"), 3);
+}
+
+int Vireo2::GetMaxReferences()
+{
+    return 32000;
+}
+
+int Vireo2::GetMaxJobs()
+{
+    return 100;
+}
+
+} // namespace vireo2

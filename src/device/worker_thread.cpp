@@ -1,0 +1,30 @@
+#include "device/worker_thread.h"
+
+#include "device/nerva.h"
+
+namespace vireo2 {
+
+WorkerThread::WorkerThread(Nerva* device, int operation, const QStringList& arguments)
+    : device_(device), operation_(operation), arguments_(arguments)
+{
+}
+
+// Runs the long operation under the operation lock. Operations 1 (backup)
+// and 2 (restore) need a file argument; this instrument offers neither, so
+// they end as failed (-1), as does any other operation.
+void WorkerThread::run()
+{
+    QRecursiveMutex* lock = device_->operationMutex();
+    if (!lock->tryLock(kOperationLockTimeoutMs)) {
+        progress_ = -1.0;
+        return;
+    }
+    progress_ = 0.0;
+    bool succeeded = false;
+    if ((operation_ == 1 || operation_ == 2) && arguments_.size() >= 2 && arguments_.at(1).isEmpty())
+        device_->log()->LogErrorOnly(20502, QStringLiteral("FAILED execute: Missing Arguments"));
+    progress_ = succeeded ? 100.0 : -1.0;
+    lock->unlock();
+}
+
+} // namespace vireo2

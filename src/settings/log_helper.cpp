@@ -1,0 +1,274 @@
+#include "settings/log_helper.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSettings>
+#include <atomic>
+
+#include "settings/data_paths.h"
+#include "settings/settings_store.h"
+
+namespace vireo2 {
+
+namespace {
+
+// Process-wide: one size limit for the log file and one timer for the marks.
+std::atomic<qint64> gSizeLimit{LogHelper::kDefaultSizeLimit};
+
+QElapsedTimer& markTimer()
+{
+    static QElapsedTimer timer;
+    return timer;
+}
+
+QMutex& markMutex()
+{
+    static QMutex mutex;
+    return mutex;
+}
+
+QString withoutLineBreaks(QString text)
+{
+    text.remove(QLatin1Char('\r'));
+    text.remove(QLatin1Char('\n'));
+    return text;
+}
+
+} // namespace
+
+LogHelper::LogHelper() : logPath_(paths::defaultDataDirectory())
+{
+    LoadOptions();
+}
+
+void LogHelper::LoadOptions()
+{
+    QSettings ini(QDir::current().filePath(QStringLiteral("spectro.ini")), QSettings::IniFormat);
+    const auto flag = [&ini](const char* key) {
+        return isFlagOn(ini.value(QLatin1String(key), QStringLiteral("0")).toString());
+    };
+    profile_ = flag("Options/Profile");
+    debug_ = flag("Options/Debug");
+    scanDebug_ = flag("Options/ScanDebug");
+
+    logPath_ = paths::resolveDataPath(ini.value(QStringLiteral("Data/Path"), logPath_).toString(), logPath_);
+    QDir().mkpath(logPath_);
+    logPath_ += QStringLiteral("spectro.log");
+    if (debug_)
+        gSizeLimit = kDebugSizeLimit;
+}
+
+QString LogHelper::timestamp()
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    const QDate d = now.date();
+    const QTime t = now.time();
+    return QStringLiteral("%1/%2/%3 %4:%5:%6.%7")
+        .arg(d.year())
+        .arg(d.month())
+        .arg(d.day())
+        .arg(t.hour())
+        .arg(t.minute())
+        .arg(t.second())
+        .arg(t.msec());
+}
+
+void LogHelper::WriteLine(const QString& message)
+{
+    QString line = QStringLiteral("%1 - %2").arg(timestamp(), message);
+    if (!line.endsWith(QLatin1String("\r\n")))
+        line += QLatin1String("\r\n");
+    appendToFile(line.toUtf8());
+}
+
+QString LogHelper::errorLine(const QString& message) const
+{
+    if (sentText_.isEmpty())
+        return QStringLiteral("**ERROR** %1").arg(message);
+    if (receivedText_.isEmpty())
+        return QStringLiteral("xx/%1 ms **ERROR** %2- SEND:%3").arg(timeout_).arg(message, sentText_);
+    return QStringLiteral("%1/%2 ms **ERROR** %3 - SEND:%4 - RECV:%5")
+        .arg(elapsed_)
+        .arg(timeout_)
+        .arg(message, sentText_, receivedText_);
+}
+
+void LogHelper::LogError(qint32 code, const QString& message)
+{
+    QString line;
+    {
+        QMutexLocker lock(&recordMutex_);
+        line = errorLine(message);
+        errorCode_ = code;
+        errorText_ = message.toLatin1();
+    }
+    WriteLine(line);
+}
+
+void LogHelper::LogErrorOnly(qint32 code, const QString& message)
+{
+    clearExchange();
+    LogError(code, message);
+}
+
+void LogHelper::LogExchange()
+{
+    QString line;
+    {
+        QMutexLocker lock(&recordMutex_);
+        // Commands of the "access" family carry credentials: never logged.
+        if (sentText_.toLower().startsWith(QLatin1String("access")))
+            return;
+        sentText_ = withoutLineBreaks(sentText_);
+        receivedText_ = withoutLineBreaks(receivedText_);
+        line = QStringLiteral("%1/%2 ms - SEND:%3 - RECV:%4")
+                   .arg(elapsed_)
+                   .arg(timeout_)
+                   .arg(sentText_, receivedText_);
+    }
+    WriteLine(line);
+}
+
+void LogHelper::ProfileMark(const QString& label)
+{
+    qint64 sinceLast = 0;
+    {
+        QMutexLocker lock(&markMutex());
+        QElapsedTimer& timer = markTimer();
+        // A mark before any restart measures from the first use of the timer.
+        sinceLast = timer.isValid() ? timer.elapsed() : 0;
+        timer.restart();
+    }
+    if (profile_ && !label.isEmpty())
+        WriteLine(QStringLiteral("%1: %2").arg(sinceLast).arg(label));
+}
+
+qint32 LogHelper::errorCode() const
+{
+    QMutexLocker lock(&recordMutex_);
+    return errorCode_;
+}
+
+void LogHelper::setErrorCode(qint32 code)
+{
+    QMutexLocker lock(&recordMutex_);
+    errorCode_ = code;
+}
+
+QByteArray LogHelper::errorText() const
+{
+    QMutexLocker lock(&recordMutex_);
+    return errorText_;
+}
+
+void LogHelper::setErrorText(const QString& text)
+{
+    QMutexLocker lock(&recordMutex_);
+    errorText_ = text.toLatin1();
+}
+
+void LogHelper::setError(qint32 code, const QString& text)
+{
+    QMutexLocker lock(&recordMutex_);
+    errorCode_ = code;
+    errorText_ = text.toLatin1();
+}
+
+QString LogHelper::sentText() const
+{
+    QMutexLocker lock(&recordMutex_);
+    return sentText_;
+}
+
+void LogHelper::setSentText(const QString& text)
+{
+    QMutexLocker lock(&recordMutex_);
+    sentText_ = text;
+}
+
+QString LogHelper::receivedText() const
+{
+    QMutexLocker lock(&recordMutex_);
+    return receivedText_;
+}
+
+void LogHelper::setReceivedText(const QString& text)
+{
+    QMutexLocker lock(&recordMutex_);
+    receivedText_ = text;
+}
+
+void LogHelper::setTimeout(quint32 ms)
+{
+    QMutexLocker lock(&recordMutex_);
+    timeout_ = ms;
+}
+
+void LogHelper::setElapsed(quint32 ms)
+{
+    QMutexLocker lock(&recordMutex_);
+    elapsed_ = ms;
+}
+
+void LogHelper::clearExchange()
+{
+    QMutexLocker lock(&recordMutex_);
+    sentText_.clear();
+    receivedText_.clear();
+}
+
+QString LogHelper::logFilePath() const
+{
+    return logPath_;
+}
+
+qint64 LogHelper::sizeLimit()
+{
+    return gSizeLimit;
+}
+
+void LogHelper::setSizeLimit(qint64 bytes)
+{
+    gSizeLimit = bytes;
+}
+
+void LogHelper::appendToFile(const QByteArray& bytes)
+{
+    if (bytes.isEmpty())
+        return;
+    QMutexLocker lock(&fileMutex_);
+    if (QFileInfo(logPath_).size() > gSizeLimit)
+        rotate();
+    QFile file(logPath_);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
+        return;
+    file.write(bytes);
+    file.flush();
+    file.close();
+}
+
+// Keeps roughly the newer half of the file; the cut may fall inside a line.
+void LogHelper::rotate()
+{
+    const qint64 half = gSizeLimit / 2;
+    QByteArray kept;
+    {
+        QFile old(logPath_);
+        if (!old.open(QIODevice::ReadOnly))
+            return;
+        old.seek(half);
+        kept = old.read(half + 10);
+    }
+    QFile::remove(logPath_);
+    QFile fresh(logPath_);
+    if (!fresh.open(QIODevice::WriteOnly))
+        return;
+    fresh.write(kept);
+    fresh.flush();
+    fresh.close();
+    fresh.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+}
+
+} // namespace vireo2
