@@ -24,41 +24,11 @@ public:
     Vireo2();
     ~Vireo2() override;
 
-    bool Connect() override;
-    bool Disconnect() override;
-    bool IsConnected() override;
-    QString GetAvailableSettings() override;
-    QString GetSettingOptions(const QString& name) override;
-    QString GetOption(const QString& name) override;
-    bool SetOption(const QString& name, const QString& value) override;
-    bool Measure() override;
-    QString GetMeasAttributes() override;
+    // Overrides of the Nerva interface are added here as each instrument
+    // operation lands; until then the Nerva defaults answer.
     int GetMaxReferences() override;
     int GetMaxJobs() override;
-    bool WhiteCal() override;
-    bool BlackCal() override;
-    bool Calibrate() override;
-    int GetCalStatus() override;
-    bool CalibrateStep(const QString& step) override;
-    QString GetCalSteps() override;
-    QString GetCalMode() override;
-    QString GetCalibrationStandard() override;
-    QString GetCalPlaqSN() override;
-    QString GetConfiguration() override;
-    bool SetConfiguration(const QString& configuration) override;
-    QString Execute(const QString& commandLine) override;
-    int ExecuteBinary(const unsigned char* message, int messageLength, int timeoutMs,
-                      unsigned char* buffer, int bufferSize) override;
-    QString SendCommand(const QString& command, int timeoutMs) override;
     void init() override;
-    void CheckStatus() override;
-
-    bool isPortValid() override;
-
-    // One command/reply exchange with status parsing, logging and error
-    // recording. Returns the instrument status, -1, 0x5000, 0x501E or a
-    // transport error code.
-    qint32 Transact(const QString& command, QByteArray& response, int timeoutMs, int length = 0);
 
     // Scanning exports (not part of the virtual interface).
     int ScanIsSupported();
@@ -76,12 +46,6 @@ public:
     QString firmwareVersion() const { return firmwareVersion_; }
 
 protected:
-    bool OpenPort();
-    bool Identify();
-    bool readMeasurementData();
-    void refreshCalibrated();
-    bool powerStateCheck();
-
     DeviceSettings settings_;
     std::shared_ptr<Vireo2Scanning> scanning_;
     QMap<QString, qint32> commandIds_;
