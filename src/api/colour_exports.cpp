@@ -1,0 +1,135 @@
+// C exports of the colorimetry. Every function checks its pointers and index
+// before touching anything, writes its outputs only on success, and keeps
+// exceptions inside (the colour functions are noexcept; the guard stays so a
+// future change cannot let one cross the C boundary).
+
+#include "vireo2_colour.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "colour/colorimetry.h"
+#include "colour/colour_difference.h"
+#include "colour/colour_strength.h"
+#include "colour/illuminants.h"
+
+namespace {
+
+using namespace vireo2::colour;
+
+template <typename Body>
+int guarded(Body body) noexcept
+{
+    try {
+        return body() ? 1 : 0;
+    } catch (...) {
+        return 0;
+    }
+}
+
+template <typename Array>
+void copyOut(const Array& values, double* out) noexcept
+{
+    std::copy(values.begin(), values.end(), out);
+}
+
+}  // namespace
+
+extern "C" {
+
+VIREO2_COLOUR_API int Vireo2_SpectrumToXYZ(const double spectrum[31], int index, double xyz[3])
+{
+    return guarded([&] {
+        if (!spectrum || !xyz || !IsValidIlluminant(index))
+            return false;
+        copyOut(SpectrumToXYZ(spectrum, index), xyz);
+        return true;
+    });
+}
+
+VIREO2_COLOUR_API int Vireo2_SpectrumToLab(const double spectrum[31], int index, int hunter, double lab[3])
+{
+    return guarded([&] {
+        if (!spectrum || !lab || !IsValidIlluminant(index))
+            return false;
+        copyOut(SpectrumToLab(spectrum, index, hunter != 0), lab);
+        return true;
+    });
+}
+
+VIREO2_COLOUR_API int Vireo2_SpectrumToLabCh(const double spectrum[31], int index, int hunter, double lch[5])
+{
+    return guarded([&] {
+        if (!spectrum || !lch || !IsValidIlluminant(index))
+            return false;
+        copyOut(SpectrumToLabCh(spectrum, index, hunter != 0), lch);
+        return true;
+    });
+}
+
+VIREO2_COLOUR_API int Vireo2_XYZToLab(const double xyz[3], int index, double lab[3])
+{
+    return guarded([&] {
+        if (!xyz || !lab || !IsValidIlluminant(index))
+            return false;
+        copyOut(XYZToLab(xyz[0], xyz[1], xyz[2], index), lab);
+        return true;
+    });
+}
+
+VIREO2_COLOUR_API int Vireo2_DeltaE76(const double lab1[3], const double lab2[3], double* de)
+{
+    return guarded([&] {
+        if (!lab1 || !lab2 || !de)
+            return false;
+        *de = DeltaE(lab1, lab2);
+        return true;
+    });
+}
+
+VIREO2_COLOUR_API int Vireo2_DeltaE2000(const double lab1[3], const double lab2[3], double* de)
+{
+    return guarded([&] {
+        if (!lab1 || !lab2 || !de)
+            return false;
+        *de = DeltaE2000(lab1, lab2);
+        return true;
+    });
+}
+
+VIREO2_COLOUR_API int Vireo2_MetamerismIndex(const double standard[31], const double sample[31], int index1,
+                                             int index2, double* mi)
+{
+    return guarded([&] {
+        if (!standard || !sample || !mi || !IsValidIlluminant(index1) || !IsValidIlluminant(index2))
+            return false;
+        *mi = MetamerismIndex(standard, sample, index1, index2);
+        return true;
+    });
+}
+
+VIREO2_COLOUR_API int Vireo2_StrengthSum(const double standard[31], const double sample[31], double* strength)
+{
+    return guarded([&] {
+        if (!standard || !sample || !strength)
+            return false;
+        *strength = StrengthSum(standard, sample);
+        return true;
+    });
+}
+
+VIREO2_COLOUR_API int Vireo2_IlluminantName(int index, char* buffer, int size)
+{
+    return guarded([&] {
+        const char* name = IlluminantName(index);
+        if (!buffer || !name)
+            return false;
+        const std::size_t length = std::strlen(name);
+        if (size <= 0 || static_cast<std::size_t>(size) <= length)
+            return false;
+        std::memcpy(buffer, name, length + 1);
+        return true;
+    });
+}
+
+}  // extern "C"
