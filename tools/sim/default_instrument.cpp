@@ -1,5 +1,6 @@
 #include "default_instrument.h"
 
+#include <QList>
 #include <QMutex>
 #include <QMutexLocker>
 
