@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QMap>
+#include <QMutex>
 #include <QStringList>
 #include <atomic>
 #include <memory>
@@ -24,11 +25,49 @@ public:
     Vireo2();
     ~Vireo2() override;
 
-    // Overrides of the Nerva interface are added here as each instrument
-    // operation lands; until then the Nerva defaults answer.
+    // Connection (vireo2_connection.cpp)
+    bool Connect() override;
+    bool Disconnect() override;
+    bool IsConnected() override;
+    // Named settings (vireo2_options.cpp)
+    QString GetAvailableSettings() override;
+    QString GetSettingOptions(const QString& name) override;
+    QString GetOption(const QString& name) override;
+    bool SetOption(const QString& name, const QString& value) override;
+    // Measurement (vireo2_measure.cpp)
+    bool Measure() override;
+    QString GetMeasAttributes() override;
     int GetMaxReferences() override;
     int GetMaxJobs() override;
+    // Calibration (vireo2_calibration.cpp)
+    bool WhiteCal() override;
+    bool BlackCal() override;
+    bool Calibrate() override;
+    int GetCalStatus() override;
+    bool CalibrateStep(const QString& step) override;
+    QString GetCalSteps() override;
+    QString GetCalMode() override;
+    QString GetCalibrationStandard() override;
+    QString GetCalPlaqSN() override;
+    // Configuration (vireo2_options.cpp)
+    QString GetConfiguration() override;
+    bool SetConfiguration(const QString& configuration) override;
+    // Raw command (vireo2_transact.cpp)
+    QString SendCommand(const QString& command, int timeoutMs) override;
     void init() override;
+    // Status poll (vireo2_status.cpp)
+    void CheckStatus() override;
+
+    bool isPortValid() override;
+
+    // One command/reply exchange with status parsing, logging and error
+    // recording. Returns the instrument status, -1, 0x5000, 0x501E or a
+    // transport error code. Length 0 means the command's UTF-8 length.
+    qint32 Transact(const QString& command, QByteArray& response, int timeoutMs, int length = 0);
+
+    // Button reports gathered by the status poll, oldest first.
+    QString buttonText() const;
+    QStringList buttonWords() const;
 
     // Scanning exports (not part of the virtual interface).
     int ScanIsSupported();
@@ -46,6 +85,48 @@ public:
     QString firmwareVersion() const { return firmwareVersion_; }
 
 protected:
+    // Connection (vireo2_connection.cpp)
+    bool OpenPort();
+    bool Identify();
+    // Closes the open transport, keeping the transport object.
+    void ClosePort();
+    // The instrument's address on its USB network link.
+    virtual QByteArray usbNetworkAddress() const;
+    // Opens the transport once; Connect retries it up to the attempt limit.
+    virtual bool openTransportOnce(const QByteArray& address);
+    // The track accessory link; it is not available yet, so a track in use
+    // fails the connection.
+    virtual bool connectTrack(const QString& address);
+    virtual void disconnectTrack();
+
+    // Exchange (vireo2_transact.cpp)
+    bool firmwareGateOn() const;
+    // Wakes the instrument and waits until it reports itself active.
+    bool powerStateCheck();
+    qint32 simulatedReply(const QString& command, QByteArray& response);
+
+    // Measurement (vireo2_measure.cpp)
+    bool readMeasurementData();
+    void readSpotFile();
+    void refreshCalibrated();
+    void useSetCount(int count);
+
+    // Status poll (vireo2_status.cpp)
+    QString checkButton();
+    // Returns false when the lock must stay held (device found disconnected).
+    bool checkMeasurement(bool& finished);
+    bool checkScanDone();
+
+    // Scan parts of the status poll (vireo2_scan_poll.cpp); the scanning
+    // engine supplies them.
+    int pollInstrumentScan();
+    bool scanEngineFinished();
+    void scanEngineFailed();
+    void collectScanData();
+    bool readScanData();
+    void checkTrackCompletion();
+    void startTrackScan();
+
     DeviceSettings settings_;
     std::shared_ptr<Vireo2Scanning> scanning_;
     QMap<QString, qint32> commandIds_;
@@ -58,7 +139,7 @@ protected:
     std::atomic<bool> switchingMethod_{false};
     std::atomic<bool> connecting_{false};
     bool identified_ = true;
-    CTransport* transport_ = nullptr;
+    std::atomic<CTransport*> transport_{nullptr};
     CEthernet* ethernetTransport_ = nullptr;
     USB* usbTransport_ = nullptr;
     bool storedDataRead_ = false;
@@ -73,6 +154,7 @@ protected:
     // Status polling
     std::atomic<bool> checkBusy_{false};
     std::atomic<qint32> scanState_{0};
+    mutable QMutex buttonMutex_;
     QString buttonText_;
     QStringList buttonWords_;
     std::atomic<bool> scanFinished_{false};

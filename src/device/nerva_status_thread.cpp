@@ -1,0 +1,59 @@
+// Starting and stopping the status-poll thread of a device.
+#include "device/nerva.h"
+
+#include <QThread>
+
+#include "device/status_thread.h"
+
+namespace vireo2 {
+namespace {
+
+constexpr qint32 kStatusThreadFailed = 0x501F;
+constexpr int kStartSettleMs = 100;
+constexpr int kStopPollMs = 10;
+constexpr int kStopPollLimit = 500;
+
+} // namespace
+
+bool Nerva::startStatusThread()
+{
+    pollEnabled_ = false;
+    if (!statusThread_) {
+        statusThread_ = new StatusThread(this);
+        statusThread_->start(QThread::InheritPriority);
+    }
+    QThread::msleep(kStartSettleMs);
+    if (statusThread_->isRunning())
+        return true;
+    Disconnect();
+    log_->LogErrorOnly(kStatusThreadFailed, QStringLiteral("FAILED initCommunications: Unable to start status thread"));
+    return false;
+}
+
+bool Nerva::stopStatusThread()
+{
+    pollEnabled_ = false;
+    StatusThread* thread = statusThread_;
+    if (!thread)
+        return true;
+    if (thread->isRunning()) {
+        thread->requestStop();
+        QThread::msleep(kStopPollMs);
+    }
+    log_->ProfileMark();
+    if (thread->isRunning()) {
+        for (int poll = 0; poll < kStopPollLimit && thread->isRunning(); ++poll) {
+            QThread::msleep(kStopPollMs);
+            QThread::yieldCurrentThread();
+        }
+        log_->ProfileMark(QStringLiteral("Status Thread Finished"));
+    }
+    statusThread_ = nullptr;
+    // A thread that has ended is released here; one that still runs (stuck
+    // in an exchange) cannot be, and is left to finish on its own.
+    if (thread->wait(0) && QThread::currentThread() != thread)
+        delete thread;
+    return true;
+}
+
+} // namespace vireo2

@@ -1,0 +1,281 @@
+// Connecting, identifying and disconnecting the instrument.
+#include "device/vireo2.h"
+
+#include <QThread>
+
+#include "device/error_record_keeper.h"
+#include "transport/ethernet_transport.h"
+#include "transport/reply_parser.h"
+#if __has_include("transport/usb_transport.h")
+#include "transport/usb_transport.h"
+#else
+namespace vireo2 { class USB : public CEthernet {}; }
+#endif
+
+namespace vireo2 {
+namespace {
+
+constexpr qint32 kConnectFailed = 0x5000;
+constexpr int kIdentifyTimeoutMs = 3000;
+constexpr int kDefaultAttempts = 5;
+constexpr int kClosePollMs = 200;
+// A transport that never reports itself closed is given up on after this
+// many polls (5 s) so that Disconnect always returns.
+constexpr int kClosePollLimit = 25;
+
+const QString kUsb = QStringLiteral("USB");
+const QString kUsbNetwork = QStringLiteral("USB_TCPIP");
+const QByteArray kUsbProductId = QByteArrayLiteral("30E1");
+const QByteArray kInstrumentPort = QByteArrayLiteral(":60001");
+
+// "connection_attempts" outside 1..5, or not a number, means 5.
+int attemptLimit(const QString& value)
+{
+    bool ok = false;
+    const int attempts = value.trimmed().toInt(&ok);
+    return ok && attempts >= 1 && attempts <= 5 ? attempts : kDefaultAttempts;
+}
+
+// A configured address that already names its port keeps it; otherwise the
+// instrument's port is appended.
+QByteArray withInstrumentPort(const QString& address)
+{
+    const QByteArray host = address.trimmed().toUtf8();
+    return host.contains(':') ? host : host + kInstrumentPort;
+}
+
+} // namespace
+
+bool Vireo2::Connect()
+{
+    connected_ = false;
+    if (disconnecting_)
+        return false;
+    Disconnect();
+    if (connecting_)
+        return false;
+    connecting_ = true;
+    log_->ProfileMark();
+
+    if (trackInUse_) {
+        // A failed track link leaves `connecting_` set on purpose: only a
+        // Disconnect made while switching methods or a new device clears it.
+        if (!connectTrack(GetOption(QStringLiteral("TR3_Address")) + QStringLiteral(":23")))
+            return false;
+    }
+
+    // Teardown of a failed attempt: this Connect may interrupt itself.
+    auto abandon = [this] {
+        if (!disconnecting_) {
+            switchingMethod_ = true;
+            Disconnect();
+            switchingMethod_ = false;
+        }
+        connecting_ = false;
+        connected_ = false;
+        return false;
+    };
+
+    if (instrumentPresent_) {
+        if (!OpenPort()) {
+            const QString method = GetOption(QStringLiteral("Connection_Method"));
+            if (method != kUsb && method != kUsbNetwork) {
+                connecting_ = false;
+                return false;
+            }
+            if (disconnecting_) {
+                connecting_ = false;
+                connected_ = false;
+                return false;
+            }
+            // Fall back once to the other link of the USB cable and remember
+            // it, so that the next Connect starts with the link tried last.
+            switchingMethod_ = true;
+            Disconnect();
+            switchingMethod_ = false;
+            SetOption(QStringLiteral("connection_method"), method == kUsb ? kUsbNetwork : kUsb);
+            if (!OpenPort()) {
+                connecting_ = false;
+                connected_ = false;
+                return false;
+            }
+        }
+        log_->ProfileMark(QStringLiteral("OpenPort"));
+    }
+
+    if (!Identify())
+        return abandon();
+    if (!startStatusThread())
+        return abandon();
+
+    log_->setError(0, QStringLiteral("<00>"));
+    connected_ = true;
+    stateText_ = QStringLiteral("0");
+    connecting_ = false;
+    pollEnabled_ = true;
+    return true;
+}
+
+bool Vireo2::OpenPort()
+{
+    log_->clearExchange();
+    if (transport_.load())
+        ClosePort();
+
+    const QString method = GetOption(QStringLiteral("Connection_Method")).toUpper();
+    QByteArray address;
+    if (method == kUsb) {
+        address = kUsbProductId;
+        delete usbTransport_;
+        usbTransport_ = new USB();
+        transport_ = usbTransport_;
+    } else {
+        address = method == kUsbNetwork ? usbNetworkAddress()
+                                        : withInstrumentPort(GetOption(QStringLiteral("device_ip_address")));
+        delete ethernetTransport_;
+        ethernetTransport_ = new CEthernet();
+        transport_ = ethernetTransport_;
+    }
+
+    const int attempts = attemptLimit(GetOption(QStringLiteral("connection_attempts")));
+    for (int attempt = 1; attempt <= attempts; ++attempt) {
+        if (openTransportOnce(address))
+            return true;
+        if (log_->debug()) {
+            log_->WriteLine(QStringLiteral("OpenPort attempt %1 of %2 failed: %3")
+                                .arg(attempt)
+                                .arg(attempts)
+                                .arg(transport_.load()->GetErrorMessage()));
+        }
+    }
+    log_->LogError(kConnectFailed, QStringLiteral("Unable to connect to Vireo2 - %1").arg(transport_.load()->GetErrorMessage()));
+    return false;
+}
+
+bool Vireo2::openTransportOnce(const QByteArray& address)
+{
+    return transport_.load()->OpenPort(address);
+}
+
+QByteArray Vireo2::usbNetworkAddress() const
+{
+    return QByteArrayLiteral("192.168.7.2") + kInstrumentPort;
+}
+
+bool Vireo2::Identify()
+{
+    auto send = [this](const QString& command, QString* value) {
+        QByteArray reply;
+        const qint32 status = Transact(command, reply, kIdentifyTimeoutMs);
+        if (status == 0 && value)
+            *value = ResponseValue(reply);
+        return status == 0;
+    };
+
+    QString text;
+    if (instrumentPresent_) {
+        if (!send(QStringLiteral("version"), &text))
+            return false;
+        const QStringList words = text.split(QLatin1Char(' '));
+        identity_[0] = words.size() >= 2 ? words.at(1) : QString();
+        identity_[3] = words.size() >= 4 ? words.at(3) : QString();
+    }
+
+    // Leave no stale completion pending from an earlier session.
+    send(QStringLiteral("meas done?"), nullptr);
+    send(QStringLiteral("scan done?"), nullptr);
+    scanState_ = 0;
+
+    if (send(QStringLiteral("SerialNum Get Inst"), &text) && text != identity_[2]) {
+        identity_[2] = text;
+        storedDataRead_ = false;
+    }
+
+    calibrated_ = GetCalStatus() == 0;
+
+    aperture_ = QStringLiteral("2.0mm");
+    readingIndex_ = -1;
+    if (send(QStringLiteral("MeasConfig Get APERTURE"), &text))
+        aperture_ = text;
+
+    if (send(QStringLiteral("version get"), &text)) {
+        firmwareVersion_ = text;
+        identity_[1] = text;
+    }
+
+    identified_ = true;
+    return true;
+}
+
+bool Vireo2::Disconnect()
+{
+    pollEnabled_ = false;
+    checkBusy_ = false;
+    if (connecting_ && !switchingMethod_)
+        return false;
+    if (disconnecting_.exchange(true))
+        return false;
+
+    stopStatusThread();
+    disconnectTrack();
+
+    if (CTransport* transport = transport_.load()) {
+        transport->ClosePort();
+        for (int poll = 0; poll < kClosePollLimit && transport->IsConnected(); ++poll)
+            QThread::msleep(kClosePollMs);
+        transport_ = nullptr;
+        delete ethernetTransport_;
+        ethernetTransport_ = nullptr;
+        delete usbTransport_;
+        usbTransport_ = nullptr;
+    }
+
+    dataReady_ = false;
+    scanDataRead_ = false;
+    stateText_ = QStringLiteral("0");
+    aperture_ = QStringLiteral("Unknown");
+    connected_ = false;
+    disconnecting_ = false;
+    return true;
+}
+
+bool Vireo2::IsConnected()
+{
+    return connected_ && transport_.load() != nullptr;
+}
+
+bool Vireo2::isPortValid()
+{
+    CTransport* transport = transport_.load();
+    return transport && transport->IsConnected();
+}
+
+void Vireo2::ClosePort()
+{
+    if (CTransport* transport = transport_.load())
+        transport->ClosePort();
+}
+
+// The track accessory link lands with the scanning engine; until then no
+// track answers.
+bool Vireo2::connectTrack(const QString& address)
+{
+    log_->LogErrorOnly(kConnectFailed, QStringLiteral("Unable to connect to TR3 - %1: no track link").arg(address));
+    return false;
+}
+
+void Vireo2::disconnectTrack() {}
+
+QString Vireo2::buttonText() const
+{
+    QMutexLocker lock(&buttonMutex_);
+    return buttonText_;
+}
+
+QStringList Vireo2::buttonWords() const
+{
+    QMutexLocker lock(&buttonMutex_);
+    return buttonWords_;
+}
+
+} // namespace vireo2

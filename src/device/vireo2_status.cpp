@@ -1,0 +1,226 @@
+// The background status check: button presses, readings taken at the
+// instrument and the end of scans.
+#include "device/vireo2.h"
+
+#include "device/error_record_keeper.h"
+#include "scanning/vireo2_scanning.h"
+#include "transport/reply_parser.h"
+
+namespace vireo2 {
+namespace {
+
+constexpr int kButtonTimeoutMs = 5000;
+constexpr int kPollTimeoutMs = 3000;
+// How much of the instrument's button reports is kept for the command
+// interface; older words are dropped first.
+constexpr int kButtonWordLimit = 256;
+
+bool needsCalibration(qint32 status)
+{
+    return (status >= 0x85 && status <= 0x89) || status == 0x8E;
+}
+
+// Scan-engine answers that keep a running instrument scan going.
+bool scanPollContinues(int answer)
+{
+    return answer == 0 || answer == 2 || answer == 8;
+}
+
+// Clears a flag on every way out of the check.
+class BusyFlag {
+public:
+    explicit BusyFlag(std::atomic<bool>& flag) : flag_(flag) {}
+    ~BusyFlag() { flag_ = false; }
+
+private:
+    std::atomic<bool>& flag_;
+};
+
+} // namespace
+
+void Vireo2::CheckStatus()
+{
+    const bool trace = log_->debug();
+    auto mark = [&](const char* text) {
+        if (trace)
+            log_->WriteLine(QString::fromLatin1(text));
+    };
+
+    mark("In Check Status Method");
+    if (checkBusy_.exchange(true))
+        return;
+    BusyFlag busy(checkBusy_);
+
+    if (!IsConnected())
+        return;
+    mark("CHECK STATUS PRE LOCK");
+    if (!operationMutex_->tryLock(0))
+        return;
+    mark("CHECK STATUS POST LOCK");
+    // Background failures are logged, never left as the host's last error.
+    ErrorRecordKeeper keepRecord(*log_);
+    auto unlock = [&] {
+        keepRecord.restore();
+        operationMutex_->unlock();
+    };
+
+    const int scanStatus = ScanGetStatus();
+    mark("CHECK STATUS POST SCAN");
+    // Reading the status consumes terminal values; keep those the host must
+    // still see.
+    if (scanStatus == Vireo2Scanning::kAbortedOnInstrument) {
+        scanFinished_ = true;
+        scanAborted_ = true;
+    } else if (scanStatus == Vireo2Scanning::kDataReady) {
+        scanResultCode_ = Vireo2Scanning::kDataReady;
+    }
+
+    if (instrumentPresent_ && scanStatus == Vireo2Scanning::kScanning) {
+        const int answer = pollInstrumentScan();
+        if (!scanPollContinues(answer)) {
+            scanEngineFailed();
+            unlock();
+            return;
+        }
+        if (answer == 8 || scanEngineFinished()) {
+            QByteArray reply;
+            Transact(QStringLiteral("Scan Acquire Stop"), reply, kPollTimeoutMs);
+            collectScanData();
+        }
+        unlock();
+        return;
+    }
+    if (!instrumentPresent_ && trackInUse_) {
+        checkTrackCompletion();
+        unlock();
+        return;
+    }
+    if (scanStatus == Vireo2Scanning::kDataReady)
+        scanState_ = 3;
+
+    // Found disconnected after taking the lock: the lock stays held.
+    if (!IsConnected())
+        return;
+
+    const QString pressed = checkButton();
+    if (!pressed.isEmpty() && !instrumentPresent_ && trackInUse_) {
+        const QString first = pressed.section(QLatin1Char(' '), 0, 0);
+        if (first.contains(QLatin1String("Start_Scan_Measurement"), Qt::CaseInsensitive)) {
+            startTrackScan();
+            unlock();
+            return;
+        }
+    }
+
+    bool finished = false;
+    if (!checkMeasurement(finished))
+        return;
+    if (finished) {
+        unlock();
+        return;
+    }
+    if (!checkScanDone())
+        return;
+    unlock();
+}
+
+// Asks for button presses made on the instrument; returns the report, empty
+// when there was none.
+QString Vireo2::checkButton()
+{
+    if (log_->debug())
+        log_->WriteLine(QStringLiteral("CHECK STATUS PRE BTN TRIGGERED"));
+    QByteArray reply;
+    const qint32 status = Transact(QStringLiteral("button triggered?"), reply, kButtonTimeoutMs);
+    if (log_->debug())
+        log_->WriteLine(QStringLiteral("CHECK STATUS POST BTN TRIGGERED"));
+    if (status != 0)
+        return QString();
+    const QString text = ResponseValue(reply);
+    QMutexLocker lock(&buttonMutex_);
+    if (!buttonText_.isEmpty())
+        buttonText_ += QLatin1Char(' ');
+    buttonText_ += text;
+    buttonWords_ += text.split(QLatin1Char(' '));
+    if (buttonWords_.size() > kButtonWordLimit) {
+        buttonWords_ = buttonWords_.mid(buttonWords_.size() - kButtonWordLimit);
+        buttonText_ = buttonWords_.join(QLatin1Char(' '));
+    }
+    return text;
+}
+
+// Asks whether the instrument took a reading by itself and reads it out.
+// `finished` tells the caller the check is over (lock to be released);
+// returns false when the lock must stay held.
+bool Vireo2::checkMeasurement(bool& finished)
+{
+    finished = true;
+    if (log_->debug())
+        log_->WriteLine(QStringLiteral("CHECK STATUS PRE MEAS"));
+    if (!IsConnected()) {
+        if (log_->debug())
+            log_->WriteLine(QStringLiteral("CHECK STATUS NO CONNECTION MEAS"));
+        return false;
+    }
+    QByteArray reply;
+    const qint32 status = Transact(QStringLiteral("meas done?"), reply, kPollTimeoutMs);
+    if (log_->debug())
+        log_->WriteLine(QStringLiteral("CHECK STATUS POST MEAS"));
+
+    if (status == 0x80) {
+        log_->WriteLine(QStringLiteral("Measurement on the device returned code 0x80 -- 'STATUS_CALC_ERROR'"));
+        return true;
+    }
+    if (needsCalibration(status)) {
+        calibrated_ = false;
+        return true;
+    }
+    if (status != 0) {
+        finished = false;
+        return true;
+    }
+    if (reply != "MEAS 0x00") {
+        log_->WriteLine(QStringLiteral("***** COMMAND/RESPONSE OUT OF SEQUENCE ***** SEND:meas done? RECV:%1")
+                            .arg(QString::fromUtf8(reply)));
+        return true;
+    }
+    // A reading taken with the instrument's own button.
+    dataReady_ = false;
+    spectra_.clear();
+    if (!IsConnected())
+        return false;
+    if (readMeasurementData())
+        dataReady_ = true;
+    return true;
+}
+
+// Asks whether a scan made on the instrument has ended and reads it back.
+// Returns false when the lock must stay held.
+bool Vireo2::checkScanDone()
+{
+    if (!IsConnected())
+        return false;
+    QByteArray reply;
+    const qint32 status = Transact(QStringLiteral("scan done?"), reply, kPollTimeoutMs);
+    if (status != 0) {
+        if (needsCalibration(status))
+            calibrated_ = false;
+        return true;
+    }
+    if (reply != "SCAN 0x00") {
+        log_->WriteLine(QStringLiteral("***** COMMAND/RESPONSE OUT OF SEQUENCE ***** SEND:scan done? RECV:%1")
+                            .arg(QString::fromUtf8(reply)));
+        return true;
+    }
+    scanState_ = 0;
+    spectra_.clear();
+    if (!IsConnected())
+        return false;
+    if (readScanData()) {
+        scanState_ = 3;
+        scanResultCode_ = Vireo2Scanning::kDataReady;
+    }
+    return true;
+}
+
+} // namespace vireo2

@@ -1,0 +1,242 @@
+// The command exchange of the device: every instrument command of Vireo2
+// passes through Transact, which guards the exchange, reads the status,
+// writes the communication log and keeps the error record.
+#include "device/vireo2.h"
+
+#include <QElapsedTimer>
+#include <QThread>
+
+#include "device/error_record_keeper.h"
+#include "transport/ctransport.h"
+#include "transport/reply_parser.h"
+
+namespace vireo2 {
+namespace {
+
+constexpr qint32 kNoConnection = 0x5000;
+constexpr qint32 kOperationInProgress = 0x501E;
+constexpr qint32 kStatusPending = 7;
+constexpr qint32 kStatusTolerated = 0x12;
+
+// Power-state check: the instrument dozes between readings; commands that
+// need the optics first wake it and wait until it reports "active".
+const QString kPowerStateQuery = QStringLiteral("spectro system state");
+const QString kPowerWake = QStringLiteral("spectro system wake");
+constexpr int kPowerCommandTimeoutMs = 3000;
+constexpr int kPowerPollIntervalMs = 100;
+constexpr int kPowerWakeLimitMs = 5000;
+
+// The polled commands: their unchanged "nothing new" replies are logged once.
+QString polledCommandKey(const QString& lowerCommand)
+{
+    if (lowerCommand.left(8) == QLatin1String("scan get"))
+        return QStringLiteral("scan get");
+    if (lowerCommand == QLatin1String("meas done?") || lowerCommand == QLatin1String("scan done?") ||
+        lowerCommand == QLatin1String("button triggered?"))
+        return lowerCommand;
+    return QString();
+}
+
+// Commands whose transport failure must not tear the connection down: the
+// background polls and the power-state commands.
+bool failsSoftly(const QString& command)
+{
+    const QString lower = command.toLower();
+    return lower.left(8) == QLatin1String("scan get") || lower.left(14) == QLatin1String("spectro system") ||
+           command == QLatin1String("meas done?") || command == QLatin1String("button triggered?");
+}
+
+// Commands that need the optics awake.
+bool needsAwakeInstrument(const QString& command)
+{
+    QString compact = command.toLower();
+    compact.remove(QLatin1Char(' '));
+    return compact.contains(QLatin1String("measrun")) || compact.contains(QLatin1String("scanacquirestart")) ||
+           compact.contains(QLatin1String("videotargetingon"));
+}
+
+QString hexStatus(qint32 status)
+{
+    return QString::asprintf("<%02X>", unsigned(status));
+}
+
+} // namespace
+
+qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeoutMs, int length)
+{
+    // The logged command stops just after its first "|": what follows is a
+    // payload (JSON, binary) that does not belong in the log.
+    const int commandBar = command.indexOf(QLatin1Char('|'));
+    const QString logged = commandBar > 0 ? command.left(commandBar + 1) : command;
+    auto beginRecord = [&] {
+        log_->setSentText(logged);
+        log_->setTimeout(quint32(qMax(timeoutMs, 0)));
+        log_->setReceivedText(QString());
+    };
+    beginRecord();
+
+    const QByteArray bytes = command.toUtf8();
+    if (length <= 0 || length > bytes.size())
+        length = bytes.size();
+
+    if (!instrumentPresent_)
+        return simulatedReply(command, response);
+
+    if (!transport_.load()) {
+        ErrorRecordKeeper keep(*log_);
+        ClosePort();
+        return kNoConnection;
+    }
+    if (disconnecting_ || (!connected_ && !connecting_))
+        return kNoConnection;
+
+    if (firmwareGateOn() && needsAwakeInstrument(command)) {
+        if (!powerStateCheck())
+            return kNoConnection;
+        beginRecord();
+    }
+
+    CTransport* transport = transport_.load();
+    if (!transport)
+        return kNoConnection;
+    response.clear();
+    if (!transport->SendReceive(bytes.constData(), response, timeoutMs, length)) {
+        const qint32 code = transport->GetErrorCode();
+        log_->LogError(code, transport->GetErrorMessage());
+        if (code == kOperationInProgress)
+            return code;
+        if (failsSoftly(command))
+            return -1;
+        ErrorRecordKeeper keep(*log_);
+        ClosePort();
+        return code;
+    }
+
+    // A reply carrying a payload after "|" is logged only up to where the
+    // command's own payload began.
+    QByteArray loggedReply = response;
+    const int replyBar = response.indexOf('|');
+    if (replyBar > 0) {
+        const bool jsonFollows = replyBar + 1 < response.size() && response.at(replyBar + 1) == '{';
+        if (!jsonFollows || response.size() > 150)
+            loggedReply = commandBar >= 0 ? response.left(commandBar) : response;
+    }
+    log_->setReceivedText(QString::fromUtf8(loggedReply));
+    log_->setElapsed(transport->lastExchangeTime());
+
+    const qint32 status = ParseStatus(response);
+    const QString lower = command.toLower();
+    const QString polledKey = polledCommandKey(lower);
+
+    if (status == kStatusPending) {
+        if (!polledKey.isEmpty()) {
+            // "Nothing new" is the normal answer of a poll: logged on change only.
+            if (log_->debug() && lastPolledReply_.value(polledKey) != response)
+                log_->LogExchange();
+            lastPolledReply_.insert(polledKey, response);
+            return status;
+        }
+        if (log_->debug())
+            log_->LogExchange();
+        log_->setError(status, QStringLiteral("<07>"));
+        return status;
+    }
+
+    if (lower == QLatin1String("meas done?")) {
+        if (log_->debug() && lastPolledReply_.value(polledKey) != response)
+            log_->LogExchange();
+        lastPolledReply_.insert(polledKey, response);
+        log_->setError(status, hexStatus(status));
+        return status;
+    }
+
+    if (polledKey == QLatin1String("scan get")) {
+        if (log_->debug()) {
+            log_->setReceivedText(log_->receivedText() +
+                                  QString::asprintf("SCAN 0x%02X - %d bytes", unsigned(status), int(response.size())));
+            log_->LogExchange();
+        }
+        log_->setError(status, QStringLiteral("<%1>").arg(status, 2, 16, QLatin1Char('0')));
+        return status;
+    }
+
+    log_->setErrorCode(status);
+    if (status != 0 && status != kStatusPending && status != kStatusTolerated) {
+        log_->LogError(status, QString::asprintf("FAILED: Status Error %02X", unsigned(status)));
+        return status;
+    }
+    if (log_->debug())
+        log_->LogExchange();
+    return status;
+}
+
+QString Vireo2::SendCommand(const QString& command, int timeoutMs)
+{
+    QByteArray response;
+    const qint32 status = Transact(command, response, qMax(timeoutMs, 3000), 0);
+    return status == 0 ? QString::fromUtf8(response) : QString();
+}
+
+// The gate is open for firmware from 2.x, 1.1 or build 192 on: versions
+// before those do not doze and need no wake-up.
+bool Vireo2::firmwareGateOn() const
+{
+    const QStringList parts = firmwareVersion_.split(QLatin1Char('.'));
+    if (parts.size() < 3)
+        return false;
+    const int major = parts.at(0).toInt();
+    const int minor = parts.at(1).toInt();
+    const int build = parts.at(2).toInt();
+    return !(major < 2 && minor < 1 && build < 192);
+}
+
+// "spectro system state" answers "SPECTRO 0x00 <state>" with the state
+// "active", "waking" or "asleep"; "spectro system wake" starts waking the
+// instrument. Both fail softly (-1) on a transport error, so a failed check
+// leaves the connection up.
+bool Vireo2::powerStateCheck()
+{
+    auto isActive = [this](qint32& status) {
+        QByteArray reply;
+        status = Transact(kPowerStateQuery, reply, kPowerCommandTimeoutMs);
+        return status == 0 && ResponseValue(reply).trimmed().compare(QLatin1String("active"), Qt::CaseInsensitive) == 0;
+    };
+    qint32 status = 0;
+    if (isActive(status))
+        return true;
+    if (status != 0)
+        return false;
+    QByteArray reply;
+    if (Transact(kPowerWake, reply, kPowerCommandTimeoutMs) != 0)
+        return false;
+    QElapsedTimer waking;
+    waking.start();
+    while (waking.elapsed() < kPowerWakeLimitMs) {
+        QThread::msleep(kPowerPollIntervalMs);
+        if (isActive(status))
+            return true;
+        if (status != 0)
+            return false;
+    }
+    log_->LogErrorOnly(kNoConnection, QStringLiteral("FAILED: Instrument did not wake up"));
+    return false;
+}
+
+// Answers for a library run without an instrument.
+qint32 Vireo2::simulatedReply(const QString& command, QByteArray& response)
+{
+    const QString lower = command.toLower();
+    if (lower == QLatin1String("version"))
+        response = "VERSION 0x00 Hueron Vireo2 0.5.398";
+    else if (lower == QLatin1String("meas done?"))
+        response = "MEAS 0x07";
+    else if (lower == QLatin1String("sn"))
+        response = "SN 0x00 123456";
+    else if (lower == QLatin1String("cal query status"))
+        response = "CAL 0x00 OK 24";
+    else
+        response = "<00>";
+    return lower == QLatin1String("meas done?") ? kStatusPending : 0;
+}
+
+} // namespace vireo2
