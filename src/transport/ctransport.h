@@ -34,10 +34,26 @@ public:
     virtual qint32 GetErrorCode();
     virtual QString GetErrorMessage();
 
+    // How a transport reads the replies of an exchange.
+    struct PollingDialect {
+        // Status of a reply.
+        qint32 (*status)(const QByteArray& reply);
+        // True when the first reply asks to be polled; then fills the delay
+        // before the first poll and the receive timeout for the polls.
+        bool (*inProgress)(const QByteArray& reply, bool packetMode, qint32* delayMs, qint32* waitMs);
+        // Appended to the command's first word to form the poll.
+        const char* pollSuffix;
+    };
+
     QString lastCommand() const { return lastCommand_; }
     quint32 lastExchangeTime() const { return lastExchangeTime_; }
 
 protected:
+    // The command/reply exchange shared by both transports: send, receive and,
+    // while the instrument reports status 5, poll with "<word><suffix>".
+    bool exchange(const char* command, QByteArray& response, int timeoutMs, int length,
+                  const PollingDialect& dialect, bool packetMode);
+
     bool basePacketMode_ = false;
     qint32 errorCode_ = 0;
     QString errorMessage_;

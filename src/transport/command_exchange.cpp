@@ -1,0 +1,69 @@
+#include <QElapsedTimer>
+#include <QThread>
+#include <cstring>
+
+#include "transport/ctransport.h"
+
+namespace vireo2 {
+namespace {
+
+// Bounds on what an instrument may ask for in an in-progress reply, so that a
+// corrupt or hostile reply cannot park the caller for days.
+constexpr qint32 kMaxPollDelayMs = 60000;
+constexpr qint32 kMaxPollWaitMs = 600000;
+// Polls never wait less than this for their reply.
+constexpr qint64 kPollTimeoutFloorMs = 5000;
+constexpr qint32 kLaterPollDelayMs = 100;
+
+QByteArray pollCommand(const QString& lastCommand, const char* suffix)
+{
+    const QString firstWord = lastCommand.split(QLatin1Char(' ')).value(0);
+    return firstWord.toUtf8() + suffix;
+}
+
+} // namespace
+
+bool CTransport::exchange(const char* command, QByteArray& response, int timeoutMs, int length,
+                          const PollingDialect& dialect, bool packetMode)
+{
+    QElapsedTimer timer;
+    timer.start();
+    if (length == 0)
+        length = int(std::strlen(command));
+    lastCommand_ = QString::fromUtf8(command, length);
+
+    auto sendBytes = [&](const char* bytes, int count) {
+        return packetMode ? Send(bytes, count) : SendRaw(bytes, count);
+    };
+    auto receiveReply = [&](int timeout) {
+        return packetMode ? RecvPacket(response, timeout) : Receive(response, timeout) != 0;
+    };
+    auto finish = [&] {
+        lastExchangeTime_ = quint32(timer.elapsed());
+        return true;
+    };
+
+    if (!sendBytes(command, length) || !receiveReply(timeoutMs) || response.isEmpty())
+        return false;
+
+    qint32 delayMs = 0;
+    qint32 waitMs = 0;
+    if (!dialect.inProgress(response, packetMode, &delayMs, &waitMs))
+        return finish();
+
+    const QByteArray poll = pollCommand(lastCommand_, dialect.pollSuffix);
+    delayMs = qBound(0, delayMs, kMaxPollDelayMs);
+    qint64 receiveTimeoutMs = qBound(1, waitMs, kMaxPollWaitMs);
+    qint32 status = 5;
+    while (status == 5) {
+        QThread::msleep(ulong(delayMs));
+        if (!sendBytes(poll.constData(), poll.size()) || !receiveReply(int(receiveTimeoutMs)))
+            return false;
+        receiveTimeoutMs = qMax(receiveTimeoutMs - timer.elapsed(), kPollTimeoutFloorMs);
+        delayMs = kLaterPollDelayMs;
+        status = dialect.status(response);
+    }
+    return finish();
+}
+
+} // namespace vireo2

@@ -1,0 +1,301 @@
+#include "transport/ethernet_thread.h"
+
+#include <QDebug>
+#include <QElapsedTimer>
+#include <QHostAddress>
+#include <QMutexLocker>
+#include <QStringList>
+#include <QTcpSocket>
+
+#include "transport/ethernet_transport.h"
+
+namespace vireo2 {
+namespace {
+
+// Qt stops pulling bytes from the kernel beyond this, so a peer that streams
+// while nobody reads cannot grow the socket's buffer without bound.
+constexpr qint64 kSocketBufferCap = 4 * qint64(EthernetThread::kReadChunk);
+
+} // namespace
+
+EthernetThread::EthernetThread(CEthernet* owner) : owner_(owner) {}
+
+EthernetThread::~EthernetThread()
+{
+    quitAndWait();
+}
+
+void EthernetThread::startAndWait()
+{
+    QMutexLocker lock(&mutex_);
+    start();
+    while (!running_)
+        requestDone_.wait(&mutex_);
+}
+
+void EthernetThread::splitAddress(const QString& address, QString* host, quint16* port)
+{
+    const QStringList parts = address.split(QLatin1Char(':'));
+    *host = parts.value(0);
+    *port = kDefaultPort;
+    if (parts.size() > 1 && !parts.at(1).isEmpty())
+        *port = quint16(parts.at(1).toInt());
+}
+
+bool EthernetThread::connectTo(const QString& address)
+{
+    QMutexLocker requester(&submitMutex_);
+    {
+        QMutexLocker lock(&mutex_);
+        address_ = address;
+        closing_ = false;
+    }
+    submit(Request::Connect);
+    return result();
+}
+
+bool EthernetThread::write(const char* bytes, int length)
+{
+    QMutexLocker requester(&submitMutex_);
+    {
+        QMutexLocker lock(&mutex_);
+        writeData_ = bytes;
+        writeLength_ = length;
+    }
+    submit(Request::Write);
+    return result();
+}
+
+int EthernetThread::read(QByteArray& output, int timeoutMs, bool packetMode)
+{
+    QMutexLocker requester(&submitMutex_);
+    {
+        QMutexLocker lock(&mutex_);
+        readTimeoutMs_ = timeoutMs;
+        readPacketMode_ = packetMode;
+    }
+    submit(Request::Read);
+    QMutexLocker lock(&mutex_);
+    // Hand the reply over without copying; the worker keeps the caller's old
+    // array as its next buffer.
+    output.swap(assembler_.buffer());
+    return readCount_;
+}
+
+void EthernetThread::disconnectAndClose()
+{
+    QMutexLocker requester(&submitMutex_);
+    {
+        QMutexLocker lock(&mutex_);
+        closing_ = true;
+    }
+    submit(Request::Disconnect);
+}
+
+void EthernetThread::quitAndWait()
+{
+    {
+        QMutexLocker requester(&submitMutex_);
+        submit(Request::Quit);
+    }
+    wait();
+}
+
+bool EthernetThread::result() const
+{
+    QMutexLocker lock(&mutex_);
+    return result_;
+}
+
+void EthernetThread::submit(Request request)
+{
+    QMutexLocker lock(&mutex_);
+    if (!running_)
+        return;
+    request_ = request;
+    done_ = false;
+    requestReady_.wakeOne();
+    while (!done_)
+        requestDone_.wait(&mutex_);
+}
+
+// Called on the worker thread, from inside a socket call, when the
+// connection ends. The loop then clears the owner's connected flag.
+void EthernetThread::clientDisconnected()
+{
+    qDebug() << "Device Disconnected - PORT DISCONNECT!!.";
+    QMutexLocker lock(&mutex_);
+    peerClosed_ = true;
+    requestReady_.wakeOne();
+}
+
+void EthernetThread::run()
+{
+    socket_ = new QTcpSocket;
+    socket_->setReadBufferSize(kSocketBufferCap);
+    // The socket lives here and has no event loop: its signals must reach
+    // this object directly, on this thread.
+    connect(socket_, &QTcpSocket::disconnected, this, &EthernetThread::clientDisconnected, Qt::DirectConnection);
+
+    QMutexLocker lock(&mutex_);
+    running_ = true;
+    requestDone_.wakeAll();
+    for (;;) {
+        while (request_ == Request::None && !peerClosed_) {
+            const bool woken = requestReady_.wait(&mutex_, kIdleCheckMs);
+            if (!woken && request_ == Request::None) {
+                lock.unlock();
+                checkIdleSocket();
+                lock.relock();
+            }
+        }
+        const Request request = request_;
+        if (request != Request::None) {
+            lock.unlock();
+            serve(request);
+            lock.relock();
+        }
+        // A disconnection noticed while serving is settled before the
+        // requester learns the outcome, so IsConnected() is already false.
+        if (peerClosed_) {
+            peerClosed_ = false;
+            lock.unlock();
+            dropConnection();
+            lock.relock();
+        }
+        if (request != Request::None) {
+            request_ = Request::None;
+            done_ = true;
+            requestDone_.wakeAll();
+        }
+        if (request == Request::Quit)
+            break;
+    }
+    running_ = false;
+    lock.unlock();
+    delete socket_;
+    socket_ = nullptr;
+}
+
+void EthernetThread::serve(Request request)
+{
+    switch (request) {
+    case Request::Connect: {
+        const bool ok = doConnect();
+        QMutexLocker lock(&mutex_);
+        result_ = ok;
+        break;
+    }
+    case Request::Write: {
+        const bool ok = doWrite();
+        QMutexLocker lock(&mutex_);
+        result_ = ok;
+        break;
+    }
+    case Request::Read: {
+        const int count = doRead();
+        QMutexLocker lock(&mutex_);
+        readCount_ = count;
+        break;
+    }
+    case Request::Disconnect:
+        dropConnection();
+        break;
+    case Request::Quit:
+    case Request::None:
+        break;
+    }
+}
+
+// Lets the idle socket look at its descriptor once without blocking, so that
+// a closed connection emits disconnected() even when nobody is talking.
+void EthernetThread::checkIdleSocket()
+{
+    if (socket_->state() == QAbstractSocket::ConnectedState)
+        socket_->waitForReadyRead(0);
+}
+
+void EthernetThread::dropConnection()
+{
+    if (socket_->state() != QAbstractSocket::UnconnectedState) {
+        socket_->disconnectFromHost();
+        if (socket_->state() != QAbstractSocket::UnconnectedState)
+            socket_->abort();
+    }
+    owner_->setConnected(false);
+}
+
+bool EthernetThread::doConnect()
+{
+    QString host;
+    quint16 port = kDefaultPort;
+    splitAddress(address_, &host, &port);
+    if (socket_->state() != QAbstractSocket::UnconnectedState)
+        socket_->abort();
+
+    // Numeric addresses only: a host name is refused here rather than looked
+    // up, as the instrument is always reached by its IP address.
+    QHostAddress ip;
+    if (!ip.setAddress(host)) {
+        owner_->SetError(QAbstractSocket::HostNotFoundError, QStringLiteral("Host not found"));
+        return false;
+    }
+    socket_->connectToHost(ip, port, QIODevice::ReadWrite);
+    if (!socket_->waitForConnected(kConnectTimeoutMs)) {
+        owner_->SetError(socket_->error(), socket_->errorString());
+        socket_->abort();
+        return false;
+    }
+    // Options only take effect on an open socket.
+    socket_->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+    socket_->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    owner_->setConnected(true);
+    return true;
+}
+
+bool EthernetThread::doWrite()
+{
+    if (closing_ || !owner_->IsConnected() || socket_->state() != QAbstractSocket::ConnectedState)
+        return false;
+    socket_->write(writeData_, writeLength_);
+    if (socket_->state() == QAbstractSocket::UnconnectedState)
+        return false;
+    QElapsedTimer timer;
+    timer.start();
+    while (socket_->bytesToWrite() > 0) {
+        const qint64 left = kWriteTimeoutMs - timer.elapsed();
+        if (left <= 0 || !socket_->waitForBytesWritten(int(left))) {
+            owner_->SetError(socket_->error(), socket_->errorString());
+            return false;
+        }
+    }
+    return true;
+}
+
+int EthernetThread::doRead()
+{
+    assembler_.reset(readPacketMode_);
+    if (closing_ || !owner_->IsConnected())
+        return 0;
+    if (chunk_.size() != kReadChunk)
+        chunk_.resize(kReadChunk);
+    QElapsedTimer timer;
+    timer.start();
+    while (socket_->state() != QAbstractSocket::UnconnectedState) {
+        // Bytes already buffered by the socket need no waiting.
+        if (socket_->bytesAvailable() == 0 && !socket_->waitForReadyRead(kReadinessWaitMs))
+            socket_->waitForReadyRead(kReadinessWaitMs);
+        const qint64 count = socket_->read(chunk_.data(), kReadChunk);
+        if (count > 0 && assembler_.append(chunk_.constData(), count) != bcp::PacketAssembler::State::Incomplete)
+            return assembler_.buffer().size();
+        if (timer.hasExpired(readTimeoutMs_)) {
+            owner_->SetError(0x5005, QStringLiteral("Receive: TIMEOUT after receiving %1 bytes of %2")
+                                         .arg(assembler_.buffer().size())
+                                         .arg(assembler_.expected()));
+            return 0;
+        }
+    }
+    return 0;
+}
+
+} // namespace vireo2

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <QByteArray>
+#include <QMutex>
+#include <QString>
+#include <QThread>
+#include <QWaitCondition>
+#include <memory>
+
+#include "transport/packet_assembler.h"
+
+class QTcpSocket;
+
+namespace vireo2 {
+
+class CEthernet;
+
+// The worker that owns CEthernet's TCP socket. The transport hands it one
+// request at a time and blocks until the request is served; between requests
+// the worker sleeps on a wait condition, waking only every kIdleCheckMs to let
+// the socket notice that the instrument closed the connection. Socket work
+// uses Qt's blocking calls, so neither this thread nor the host needs an
+// event loop.
+class EthernetThread : public QThread {
+    Q_OBJECT
+public:
+    static constexpr quint16 kDefaultPort = 60001;
+    static constexpr int kConnectTimeoutMs = 1000;
+    static constexpr int kWriteTimeoutMs = 5000;
+    static constexpr int kReadinessWaitMs = 2000;
+    static constexpr int kReadChunk = 1000000;
+    static constexpr int kIdleCheckMs = 100;
+
+    explicit EthernetThread(CEthernet* owner);
+    ~EthernetThread() override;
+
+    // Starts the thread and returns once its loop runs.
+    void startAndWait();
+
+    bool connectTo(const QString& address);
+    bool write(const char* bytes, int length);
+    // Reads one reply into `output` (swapped out of the worker, not copied).
+    // Returns the number of bytes received.
+    int read(QByteArray& output, int timeoutMs, bool packetMode);
+    // Drops the connection and leaves write and read requests refused until
+    // the next connect.
+    void disconnectAndClose();
+    // Ends the loop and waits for the thread to finish.
+    void quitAndWait();
+
+    // Result of the last connect or write request.
+    bool result() const;
+
+    // Host and port of a connect address: "host", "host:" or "host:port".
+    static void splitAddress(const QString& address, QString* host, quint16* port);
+
+public Q_SLOTS:
+    void clientDisconnected();
+
+protected:
+    void run() override;
+
+private:
+    enum class Request { None, Connect, Write, Read, Disconnect, Quit };
+
+    void submit(Request request);
+    void serve(Request request);
+    void checkIdleSocket();
+    void dropConnection();
+    bool doConnect();
+    bool doWrite();
+    int doRead();
+
+    CEthernet* owner_;
+
+    // Serialises requesters: one request is in flight at a time.
+    QMutex submitMutex_;
+    // Guards the request hand-over below.
+    mutable QMutex mutex_;
+    QWaitCondition requestReady_;
+    QWaitCondition requestDone_;
+    Request request_ = Request::None;
+    bool done_ = false;
+    bool running_ = false;
+    bool peerClosed_ = false;
+
+    // Request parameters and results, handed over under mutex_.
+    bool result_ = false;
+    bool closing_ = false;
+    QString address_;
+    const char* writeData_ = nullptr;
+    int writeLength_ = 0;
+    int readTimeoutMs_ = 0;
+    bool readPacketMode_ = true;
+    int readCount_ = 0;
+
+    // Worker-thread state.
+    QTcpSocket* socket_ = nullptr;
+    QByteArray chunk_;
+    bcp::PacketAssembler assembler_;
+};
+
+} // namespace vireo2

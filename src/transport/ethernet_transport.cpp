@@ -1,0 +1,156 @@
+#include "transport/ethernet_transport.h"
+
+#include <cstring>
+
+#include "transport/bcp_packet.h"
+#include "transport/ethernet_thread.h"
+#include "transport/reply_parser.h"
+
+namespace vireo2 {
+namespace {
+
+// One exchange at a time in the whole process, whichever CEthernet runs it.
+std::atomic<bool> exchangeBusy{false};
+
+// Clears the busy flag on every way out of an exchange.
+class BusyFlagGuard {
+public:
+    ~BusyFlagGuard() { exchangeBusy.store(false); }
+};
+
+bool ethernetInProgress(const QByteArray& reply, bool packetMode, qint32* delayMs, qint32* waitMs)
+{
+    if (ParseStatus(reply) != 5 || !packetMode)
+        return false;
+    qint32 status = -1;
+    return reply::parseProgress(reply, &status, delayMs, waitMs) == 3 && status == 5;
+}
+
+const CTransport::PollingDialect kEthernetDialect{&ParseStatus, &ethernetInProgress, " done?"};
+
+int measuredLength(const char* bytes, int length)
+{
+    return length == 0 ? int(std::strlen(bytes)) : length;
+}
+
+} // namespace
+
+CEthernet::CEthernet()
+{
+    packetMode_ = true;
+    ensureThread();
+}
+
+CEthernet::~CEthernet()
+{
+    ClosePort();
+}
+
+bool CEthernet::exchangeInProgress()
+{
+    return exchangeBusy.load();
+}
+
+void CEthernet::ensureThread()
+{
+    if (thread_)
+        return;
+    thread_ = new EthernetThread(this);
+    thread_->startAndWait();
+}
+
+bool CEthernet::IsConnected()
+{
+    return connected_.load();
+}
+
+bool CEthernet::OpenPort(const QByteArray& address)
+{
+    ensureThread();
+    return thread_->connectTo(QString::fromUtf8(address));
+}
+
+void CEthernet::ClosePort()
+{
+    if (!thread_)
+        return;
+    thread_->disconnectAndClose();
+    thread_->quitAndWait();
+    delete thread_;
+    thread_ = nullptr;
+    connected_.store(false);
+}
+
+bool CEthernet::SendRaw(const char* bytes, int length)
+{
+    if (!IsConnected())
+        return false;
+    return thread_->write(bytes, measuredLength(bytes, length));
+}
+
+bool CEthernet::Send(const char* bytes, int length)
+{
+    if (!IsConnected()) {
+        SetError(0x5001, QStringLiteral("FAILED Send: NOT Connected"));
+        return false;
+    }
+    const QByteArray packet = bcp::frame(bytes, measuredLength(bytes, length));
+    return SendRaw(packet.constData(), packet.size());
+}
+
+// Returns the byte count when bytes arrived. When none did, it returns the
+// outcome of the last connect or write: after a good write a silent instrument
+// still counts as "received", and RecvPacket reports the empty reply as
+// 0x5006 "RecvPacket: Incorrect Packet length" over the read timeout.
+int CEthernet::Receive(QByteArray& output, int timeoutMs)
+{
+    output.clear();
+    if (!IsConnected()) {
+        SetError(0x5004, QStringLiteral("FAILED Receive: NOT Connected"));
+        return 0;
+    }
+    const int count = thread_->read(output, timeoutMs, packetMode_);
+    return thread_->result() ? qMax(count, 1) : 0;
+}
+
+bool CEthernet::RecvPacket(QByteArray& output, int timeoutMs)
+{
+    if (Receive(output, timeoutMs) == 0)
+        return false;
+    switch (bcp::validate(output, bcp::LengthRule::Exact)) {
+    case bcp::Validity::TooShort:
+        SetError(0x5006, QStringLiteral("RecvPacket: Incorrect Packet length"));
+        return false;
+    case bcp::Validity::Invalid:
+        SetError(0x5007, QStringLiteral("Receive: Invalid BCP Packet"));
+        return false;
+    case bcp::Validity::Valid:
+        break;
+    }
+    bcp::unwrap(output);
+    return true;
+}
+
+bool CEthernet::SendReceive(const char* command, QByteArray& response, int timeoutMs, int length)
+{
+    bool idle = false;
+    if (!exchangeBusy.compare_exchange_strong(idle, true)) {
+        SetError(0x501E, QStringLiteral("Operation in progress."));
+        return false;
+    }
+    BusyFlagGuard clearOnExit;
+    return exchange(command, response, timeoutMs, length, kEthernetDialect, packetMode_);
+}
+
+void CEthernet::SetPacketMode(bool on)
+{
+    packetMode_ = on;
+}
+
+void CEthernet::SetError(qint32 code, const QString& message)
+{
+    errorCode_ = code;
+    errorMessage_ = message.isEmpty() ? QString::asprintf("OS ERROR CODE %04X", quint32(code)) : message;
+}
+
+} // namespace vireo2

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <atomic>
+
+#include "transport/ctransport.h"
+
+namespace vireo2 {
+
+class EthernetThread;
+
+// The instrument (or the track accessory) over TCP. All socket work happens
+// on the owned EthernetThread; these operations hand it requests and wait.
+// A second exchange while one runs anywhere in the process is refused with
+// 0x501E "Operation in progress.".
+class CEthernet : public CTransport {
+    Q_OBJECT
+public:
+    CEthernet();
+    ~CEthernet() override;
+
+    bool IsConnected() override;
+    bool OpenPort(const QByteArray& address) override;
+    void ClosePort() override;
+    bool SendRaw(const char* bytes, int length) override;
+    bool Send(const char* bytes, int length) override;
+    int Receive(QByteArray& output, int timeoutMs) override;
+    bool RecvPacket(QByteArray& output, int timeoutMs) override;
+    bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length) override;
+    void SetPacketMode(bool on) override;
+    void SetError(qint32 code, const QString& message) override;
+
+    // Written by the worker thread (connect, disconnect notice).
+    void setConnected(bool connected) { connected_.store(connected); }
+    bool packetMode() const { return packetMode_; }
+
+    // True while some CEthernet in the process runs SendReceive.
+    static bool exchangeInProgress();
+
+private:
+    void ensureThread();
+
+    EthernetThread* thread_ = nullptr;
+    std::atomic<bool> connected_{false};
+};
+
+} // namespace vireo2
