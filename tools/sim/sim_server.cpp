@@ -1,0 +1,249 @@
+#include "sim_server.h"
+
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QMutexLocker>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QThread>
+
+#include "transport/packet_assembler.h"
+
+namespace vireo2::sim {
+namespace {
+
+constexpr int kWriteTimeoutMs = 5000;
+
+// Hands accepted descriptors out instead of creating sockets here, so that
+// each client's socket is created on the thread that serves it.
+class DescriptorServer : public QTcpServer {
+public:
+    QList<qintptr> takeDescriptors()
+    {
+        QList<qintptr> taken;
+        taken.swap(descriptors_);
+        return taken;
+    }
+
+protected:
+    void incomingConnection(qintptr descriptor) override { descriptors_ << descriptor; }
+
+private:
+    QList<qintptr> descriptors_;
+};
+
+} // namespace
+
+struct SimServer::Client {
+    qintptr descriptor = -1;
+    std::atomic<bool> dropRequested{false};
+    std::atomic<bool> finished{false};
+    QThread* thread = nullptr;
+};
+
+SimServer::SimServer(std::shared_ptr<InstrumentModel> model) : engine_(std::move(model)) {}
+
+SimServer::~SimServer()
+{
+    stop();
+}
+
+bool SimServer::start(quint16 port)
+{
+    stop();
+    stopping_ = false;
+    {
+        QMutexLocker lock(&mutex_);
+        startFinished_ = false;
+        listening_ = false;
+        port_ = port;
+        error_.clear();
+    }
+    acceptor_ = QThread::create([this] { acceptLoop(); });
+    acceptor_->start();
+    QMutexLocker lock(&mutex_);
+    while (!startFinished_)
+        stateChanged_.wait(&mutex_);
+    const bool ok = listening_;
+    lock.unlock();
+    if (!ok)
+        stop();
+    return ok;
+}
+
+void SimServer::stop()
+{
+    if (!acceptor_)
+        return;
+    stopping_ = true;
+    acceptor_->wait();
+    delete acceptor_;
+    acceptor_ = nullptr;
+    QList<std::shared_ptr<Client>> clients;
+    {
+        QMutexLocker lock(&mutex_);
+        clients.swap(clients_);
+    }
+    for (const auto& client : clients) {
+        client->thread->wait();
+        delete client->thread;
+    }
+    QMutexLocker lock(&mutex_);
+    listening_ = false;
+}
+
+bool SimServer::isRunning() const
+{
+    QMutexLocker lock(&mutex_);
+    return listening_;
+}
+
+QString SimServer::errorString() const
+{
+    QMutexLocker lock(&mutex_);
+    return error_;
+}
+
+quint16 SimServer::port() const
+{
+    QMutexLocker lock(&mutex_);
+    return port_;
+}
+
+QByteArray SimServer::address() const
+{
+    return "127.0.0.1:" + QByteArray::number(port());
+}
+
+int SimServer::clientCount() const
+{
+    QMutexLocker lock(&mutex_);
+    return connectedCount_;
+}
+
+bool SimServer::waitForClientCount(int count, int timeoutMs) const
+{
+    QDeadlineTimer deadline(timeoutMs);
+    QMutexLocker lock(&mutex_);
+    while (connectedCount_ != count) {
+        if (!stateChanged_.wait(&mutex_, deadline))
+            return connectedCount_ == count;
+    }
+    return true;
+}
+
+void SimServer::dropClients()
+{
+    QMutexLocker lock(&mutex_);
+    for (const auto& client : clients_)
+        client->dropRequested = true;
+}
+
+void SimServer::acceptLoop()
+{
+    DescriptorServer server;
+    {
+        QMutexLocker lock(&mutex_);
+        listening_ = server.listen(QHostAddress::LocalHost, port_);
+        if (listening_)
+            port_ = server.serverPort();
+        else
+            error_ = server.errorString();
+        startFinished_ = true;
+        stateChanged_.wakeAll();
+        if (!listening_)
+            return;
+    }
+    while (!stopping_) {
+        server.waitForNewConnection(kPollMs);
+        reapFinishedClients();
+        for (qintptr descriptor : server.takeDescriptors()) {
+            auto client = std::make_shared<Client>();
+            client->descriptor = descriptor;
+            client->thread = QThread::create([this, client] { serveClient(client); });
+            QMutexLocker lock(&mutex_);
+            clients_ << client;
+            client->thread->start();
+        }
+    }
+    server.close();
+}
+
+void SimServer::reapFinishedClients()
+{
+    QList<std::shared_ptr<Client>> finished;
+    {
+        QMutexLocker lock(&mutex_);
+        for (int i = clients_.size() - 1; i >= 0; --i) {
+            if (clients_.at(i)->finished)
+                finished << clients_.takeAt(i);
+        }
+    }
+    for (const auto& client : finished) {
+        client->thread->wait();
+        delete client->thread;
+    }
+}
+
+void SimServer::serveClient(const std::shared_ptr<Client>& client)
+{
+    QTcpSocket socket;
+    if (socket.setSocketDescriptor(client->descriptor)) {
+        // Small pieces leave as separate segments, as a split reply needs.
+        socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        {
+            QMutexLocker lock(&mutex_);
+            ++connectedCount_;
+            stateChanged_.wakeAll();
+        }
+        QByteArray stream;
+        QByteArray command;
+        bool open = true;
+        while (open && !stopping_ && !client->dropRequested
+               && socket.state() == QAbstractSocket::ConnectedState) {
+            if (socket.bytesAvailable() == 0 && !socket.waitForReadyRead(kPollMs))
+                continue;
+            stream += socket.readAll();
+            while (open && bcp::takePacket(stream, command))
+                open = deliver(socket, *client, engine_.handle(command));
+        }
+        socket.abort();
+        QMutexLocker lock(&mutex_);
+        --connectedCount_;
+        stateChanged_.wakeAll();
+    }
+    client->finished = true;
+}
+
+bool SimServer::pause(int ms, const Client& client) const
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < ms) {
+        if (stopping_ || client.dropRequested)
+            return false;
+        QThread::msleep(ulong(qMin<qint64>(kPollMs, ms - timer.elapsed())));
+    }
+    return true;
+}
+
+bool SimServer::deliver(QTcpSocket& socket, const Client& client, const ReplyPlan& plan)
+{
+    if (!pause(plan.delayMs, client) || plan.drop)
+        return false;
+    for (int i = 0; i < plan.segments.size(); ++i) {
+        if (i > 0 && !pause(plan.segmentPauseMs, client))
+            return false;
+        socket.write(plan.segments.at(i));
+        QElapsedTimer timer;
+        timer.start();
+        while (socket.bytesToWrite() > 0) {
+            const qint64 left = kWriteTimeoutMs - timer.elapsed();
+            if (left <= 0 || !socket.waitForBytesWritten(int(left)))
+                return false;
+        }
+    }
+    return socket.state() == QAbstractSocket::ConnectedState;
+}
+
+} // namespace vireo2::sim
