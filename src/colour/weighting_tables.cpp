@@ -5,8 +5,7 @@
 
 #include "colour/weighting_tables.h"
 
-namespace vireo2 {
-namespace colour {
+namespace vireo2::colour {
 
 // Weights x 1000 at 400, 410, ..., 700 nm; rows x, y, z. The x rows of
 // entries 14 and 15 store weights above 32767 as value - 65536.
@@ -313,5 +312,4 @@ const std::int16_t kStoredWeights[kWeightTableEntries][3][kSpectrumLength] = {
     },
 };
 
-}  // namespace colour
-}  // namespace vireo2
+}  // namespace vireo2::colour
