@@ -1,0 +1,92 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QMap>
+#include <QMutex>
+#include <QStringList>
+#include <functional>
+#include <optional>
+
+#include "default_instrument.h"
+#include "instrument_model.h"
+#include "instrument_spectra.h"
+
+namespace vireo2::sim {
+
+// The simulated Vireo2 instrument. Commands are matched ignoring case and
+// extra blanks; replies follow the instrument's "<KEYWORD> 0x<status>
+// [value]" form. The command set and the control interface are described in
+// docs/simulator.md. Thread-safe: every entry point takes the model's lock.
+class SimulatedVireo2 : public InstrumentModel {
+public:
+    explicit SimulatedVireo2(const DefaultInstrumentOptions& options = {});
+
+    QByteArray reply(const QByteArray& command) override;
+    QString control(const QString& line) override;
+
+private:
+    enum class Calibration { Needed, Valid, Expired };
+    enum class Power { Active, Waking, Asleep };
+    enum class Profile { Empty, Enabled, Disabled };
+
+    // One reading: which sample, and the seed of its noise.
+    struct Reading {
+        int sample = 0;
+        quint64 seed = 0;
+    };
+
+    using Handler = std::function<QByteArray(const QStringList& words)>;
+
+    void installCommands();
+    void installControls();
+
+    // Instrument commands.
+    QByteArray calibrationStatus();
+    QByteArray runCalibration(const QByteArray& keyword);
+    QByteArray startMeasurement();
+    QByteArray measurementDone();
+    QByteArray reflectance(const QString& conditionName);
+    QByteArray powerState();
+    QByteArray setProfile(bool enable);
+
+    // State helpers.
+    Calibration calibration();
+    void updatePower();
+    Reading takeReading(int sample = -1);
+    QString calibrationName();
+    QString stateSummary();
+
+    mutable QMutex mutex_;
+    DefaultInstrumentOptions options_;
+    QElapsedTimer clock_;
+    QMap<QString, Handler> commands_;  // by the lower-case, simplified command
+    QMap<QString, std::function<QString(const QStringList& arguments)>> controls_;
+
+    SampleLibrary library_;
+    int sampleIndex_ = 0;
+    bool cycleSamples_ = true;
+    quint64 readingCount_ = 0;
+
+    bool calibrated_ = false;
+    qint64 calibratedAtMs_ = 0;
+    bool forcedExpiry_ = false;
+    bool standardDirty_ = false;
+
+    bool hostMeasuring_ = false;
+    qint64 measurementStartMs_ = 0;
+    std::optional<Reading> lastReading_;
+    // A reading taken with the instrument's button, not yet reported; the
+    // status it is reported with.
+    std::optional<int> instrumentReadingStatus_;
+    QStringList buttonReports_;
+
+    Power power_ = Power::Active;
+    qint64 wakeStartMs_ = 0;
+    qint64 lastActivityMs_ = 0;
+
+    bool refuseReadout_ = false;
+    QMap<QString, int> truncatedConditions_;  // condition name -> values sent
+    Profile profile_ = Profile::Disabled;
+};
+
+} // namespace vireo2::sim
