@@ -33,14 +33,14 @@ Triple labDifference(const double* standard, const double* sample, int index) no
 Triple SpectrumToXYZ(const double* spectrum, int index) noexcept
 {
     const IlluminantWeights& weights = WeightsOf(index);
-    Triple xyz{0.0, 0.0, 0.0};
-    for (int row = 0; row < 3; ++row) {
-        double sum = 0.0;
-        for (int i = 0; i < kSpectrumLength; ++i)
-            sum += spectrum[i] * weights.row[row][i];
-        xyz[row] = sum / kWeightScale;
+    // One pass with three independent sums, each in wavelength order.
+    double x = 0.0, y = 0.0, z = 0.0;
+    for (int i = 0; i < kSpectrumLength; ++i) {
+        x += spectrum[i] * weights.row[kRowX][i];
+        y += spectrum[i] * weights.row[kRowY][i];
+        z += spectrum[i] * weights.row[kRowZ][i];
     }
-    return xyz;
+    return {x / kWeightScale, y / kWeightScale, z / kWeightScale};
 }
 
 Chromaticity XYZToChromaticity(double X, double Y, double Z) noexcept
