@@ -6,11 +6,7 @@
 #include "device/error_record_keeper.h"
 #include "transport/ethernet_transport.h"
 #include "transport/reply_parser.h"
-#if __has_include("transport/usb_transport.h")
 #include "transport/usb_transport.h"
-#else
-namespace vireo2 { class USB : public CEthernet {}; }
-#endif
 
 namespace vireo2 {
 namespace {
