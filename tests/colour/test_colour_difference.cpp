@@ -14,6 +14,8 @@ using namespace vireo2::colour::test;
 
 namespace {
 
+constexpr double kRadiansPerDegree = 3.14159265358979323846 / 180.0;
+
 void readTriple(const QJsonValue& value, double out[3])
 {
     const QJsonArray array = value.toArray();
@@ -95,7 +97,7 @@ TEST(DeltaECMC, ChromaAndHueWeightsOnBothSidesOfTheHueBand)
     EXPECT_NEAR(DeltaECMC(neutral, coloured), 5.0 / 0.638, 1e-9);
     // Hue 180 (inside 164..345) and hue 45 (outside), values computed separately.
     const double green[3] = {50.0, -20.0, 0.0};
-    const double greenTurned[3] = {50.0, -20.0 * std::cos(10.0 * M_PI / 180.0), -20.0 * std::sin(10.0 * M_PI / 180.0)};
+    const double greenTurned[3] = {50.0, -20.0 * std::cos(10.0 * kRadiansPerDegree), -20.0 * std::sin(10.0 * kRadiansPerDegree)};
     EXPECT_NEAR(DeltaECMC(green, greenTurned), 2.7923896301, 1e-9);
     const double orange[3] = {40.0, 10.0, 10.0};
     const double orangeTurned[3] = {40.0, 9.644913303165948, 10.342903237215967};
