@@ -190,7 +190,7 @@ QVector<double> measuredSpectrum(const ReferenceSample& sample, Condition condit
         double value = sample.reflectance.value(band) +
                        excitation(condition) * sample.fluorescence * brightenerEmission(nm);
         if (condition == Condition::M3)
-            value = (value - kSurfaceReflection) / (1.0 - kSurfaceReflection);
+            value -= kSurfaceReflection;
         values.append(value + noise * unitNoise(seed, int(condition), band));
     }
     return values;
