@@ -1,0 +1,54 @@
+#include "measurement.h"
+
+#include "vireo2.h"
+#include "vireo2_colour.h"
+
+namespace vireo2::cli {
+
+namespace {
+constexpr int kSpectrumLength = 31; // what the colour functions take
+
+QString readCondition(int set, int wavelengthCount, ConditionReading* condition)
+{
+    condition->name = QString::fromUtf8(GetSpectralSetName(set));
+    for (int i = 0; i < wavelengthCount; ++i) {
+        const float value = GetSpectralData(set, i);
+        if (value < 0.0f)
+            return QStringLiteral("condition %1 has no value at wavelength index %2").arg(condition->name).arg(i);
+        condition->percent.append(factorToPercent(value));
+    }
+    return QString();
+}
+} // namespace
+
+double factorToPercent(float factor)
+{
+    return double(factor) * 100.0;
+}
+
+QString Measurement::readFromLibrary(int illuminantIndex)
+{
+    illuminant = illuminantIndex;
+    const int wavelengthCount = GetWavelengthCount();
+    if (wavelengthCount != kSpectrumLength)
+        return QStringLiteral("the library reports %1 wavelengths, expected %2").arg(wavelengthCount).arg(kSpectrumLength);
+    for (int i = 0; i < wavelengthCount; ++i)
+        wavelengths.append(GetWavelengthValue(i));
+
+    const int setCount = GetSpectralSetCount();
+    // A readout the instrument refused leaves the store empty.
+    if (setCount <= 0 || GetSpectralData(0, 0) < 0.0f)
+        return QStringLiteral("the instrument returned no spectra (is it calibrated? 'vireo2 status' tells)");
+    for (int set = 0; set < setCount; ++set) {
+        ConditionReading condition;
+        const QString problem = readCondition(set, wavelengthCount, &condition);
+        if (!problem.isEmpty())
+            return problem;
+        if (!Vireo2_SpectrumToLabCh(condition.percent.constData(), illuminant, 0, condition.lch.data()))
+            return QStringLiteral("no colour values for illuminant index %1").arg(illuminant);
+        conditions.append(condition);
+    }
+    return QString();
+}
+
+} // namespace vireo2::cli

@@ -1,0 +1,66 @@
+#include "measurement_formats.h"
+
+#include <QStringList>
+
+#include "illuminant.h"
+
+namespace vireo2::cli {
+
+namespace {
+constexpr int kLabelWidth = 6;
+constexpr int kColumnWidth = 9;
+
+QString number(double value, int decimals) { return QString::number(value, 'f', decimals); }
+
+QString row(const QString& label, const QStringList& cells)
+{
+    QString line = label.rightJustified(kLabelWidth);
+    for (const QString& cell : cells)
+        line += cell.rightJustified(kColumnWidth);
+    return line + QLatin1Char('\n');
+}
+
+QString header(const Measurement& m, const QString& label)
+{
+    QStringList names;
+    for (const auto& condition : m.conditions)
+        names << condition.name;
+    return row(label, names);
+}
+
+QString spectraSection(const Measurement& m)
+{
+    QString out = QStringLiteral("Reflectance (%)\n") + header(m, QStringLiteral("nm"));
+    for (int i = 0; i < m.wavelengths.size(); ++i) {
+        QStringList cells;
+        for (const auto& condition : m.conditions)
+            cells << number(condition.percent.at(i), 2);
+        out += row(QString::number(m.wavelengths.at(i)), cells);
+    }
+    return out;
+}
+
+QString colourSection(const Measurement& m)
+{
+    static const char* const labels[] = {"L*", "a*", "b*", "C*", "h"};
+    QString out = QStringLiteral("CIE L*a*b* and LCh, illuminant/observer %1\n").arg(illuminant::displayName(m.illuminant))
+                + header(m, QString());
+    for (int k = 0; k < 5; ++k) {
+        QStringList cells;
+        for (const auto& condition : m.conditions)
+            cells << number(condition.lch[size_t(k)], 2);
+        out += row(QString::fromLatin1(labels[k]), cells);
+    }
+    return out;
+}
+} // namespace
+
+QString measurementTable(const Measurement& m)
+{
+    const QString title = QStringLiteral("%1 %2, %3 measurement conditions\n\n")
+                              .arg(m.instrument.model, m.instrument.serial)
+                              .arg(m.conditions.size());
+    return title + spectraSection(m) + QLatin1Char('\n') + colourSection(m);
+}
+
+} // namespace vireo2::cli
