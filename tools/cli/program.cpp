@@ -4,6 +4,7 @@
 
 #include "console.h"
 #include "library_error.h"
+#include "library_messages.h"
 #include "subcommand.h"
 #include "vireo2.h"
 
@@ -77,9 +78,10 @@ int runProgram(const QStringList& arguments)
 {
     QCommandLineParser global;
     global.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
-    global.addOptions({tcpOption(), usbOption(), quietOption(), helpOption(), versionOption()});
+    global.addOptions({tcpOption(), usbOption(), quietOption(), verboseOption(), helpOption(), versionOption()});
     if (!global.parse(arguments))
         return usageError(global.errorText());
+    filterLibraryMessages(global.isSet(QStringLiteral("verbose")));
     if (global.isSet(QStringLiteral("help"))) {
         printOut(programHelp());
         return ExitOk;

@@ -66,6 +66,12 @@ QCommandLineOption quietOption()
                               QStringLiteral("No progress messages on stderr."));
 }
 
+QCommandLineOption verboseOption()
+{
+    return QCommandLineOption({QStringLiteral("v"), QStringLiteral("verbose")},
+                              QStringLiteral("Show the library's debug messages."));
+}
+
 QCommandLineOption helpOption()
 {
     return QCommandLineOption({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help."));
@@ -82,7 +88,9 @@ QString programHelp()
     for (const Subcommand& command : subcommands())
         text += QStringLiteral("  ") + command.name.leftJustified(12) + command.summary + QLatin1Char('\n');
     text += QStringLiteral("\nOptions:\n");
-    text += optionTable({tcpOption(), usbOption(), quietOption(), helpOption(),
+    text += optionTable({tcpOption(), usbOption(), quietOption(),
+                         verboseOption(),
+                         helpOption(),
                          QCommandLineOption(QStringLiteral("version"), QStringLiteral("Show the versions."))});
     text += QStringLiteral(
         "\n"

@@ -52,6 +52,7 @@ Subcommand logCommand();
 QCommandLineOption tcpOption();
 QCommandLineOption usbOption();
 QCommandLineOption quietOption();
+QCommandLineOption verboseOption();
 QCommandLineOption helpOption();
 
 // Help texts, formatted the same way for the program and each subcommand.

@@ -1,0 +1,106 @@
+#include "cli_fixture.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QTcpServer>
+
+#include "instrument_spectra.h"
+
+namespace vireo2::test {
+
+const QString CliTest::kSerial = QStringLiteral("CLI-TEST-0042");
+const QString CliTest::kFirmware = QStringLiteral("9.8.765");
+const QString CliTest::kSample = QStringLiteral("TCS09");
+
+sim::DefaultInstrumentOptions CliTest::instrumentOptions()
+{
+    sim::DefaultInstrumentOptions options;
+    options.serialNumber = kSerial;
+    options.firmwareVersion = kFirmware;
+    options.sample = kSample;
+    options.noise = 0.0;
+    options.measurementMs = 50;
+    return options;
+}
+
+void CliTest::SetUp()
+{
+    ASSERT_TRUE(dir_.isValid());
+    ASSERT_TRUE(QDir().mkpath(dataHome()));
+    ASSERT_TRUE(QDir().mkpath(workDirectory()));
+    sim_ = std::make_unique<sim::SimServer>(sim::createDefaultInstrument(instrumentOptions()));
+    ASSERT_TRUE(sim_->start(0)) << sim_->errorString().toStdString();
+}
+
+void CliTest::TearDown()
+{
+    if (sim_)
+        sim_->stop();
+}
+
+QString CliTest::control(const QString& line)
+{
+    return sim_->engine().model().control(line);
+}
+
+QString CliTest::simAddress() const
+{
+    return QStringLiteral("127.0.0.1:%1").arg(sim_->port());
+}
+
+ProgramResult CliTest::runProgram(const QString& program, const QStringList& arguments, int timeoutMs) const
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), dataHome());
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(workDirectory());
+    process.start(program, arguments);
+    ProgramResult result;
+    if (!process.waitForStarted(10000)) {
+        result.err = process.errorString();
+        return result;
+    }
+    if (!process.waitForFinished(timeoutMs)) {
+        process.kill();
+        process.waitForFinished(5000);
+        result.err = QStringLiteral("timed out");
+        return result;
+    }
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.out = QString::fromUtf8(process.readAllStandardOutput());
+    result.err = QString::fromUtf8(process.readAllStandardError());
+    return result;
+}
+
+ProgramResult CliTest::vireo2(const QStringList& arguments) const
+{
+    return runProgram(QStringLiteral(VIREO2_CLI_PROGRAM), arguments);
+}
+
+ProgramResult CliTest::vireo2AgainstSim(const QStringList& arguments) const
+{
+    return vireo2(QStringList{QStringLiteral("--tcp"), simAddress()} + arguments);
+}
+
+QVector<double> CliTest::samplePercent()
+{
+    const sim::SampleLibrary library = sim::SampleLibrary::builtIn();
+    QVector<double> percent;
+    for (double factor : library.at(library.indexOf(kSample)).reflectance)
+        percent << factor * 100.0;
+    return percent;
+}
+
+quint16 closedPort()
+{
+    QTcpServer server;
+    if (!server.listen(QHostAddress::LocalHost, 0))
+        return 0;
+    const quint16 port = server.serverPort();
+    server.close();
+    return port;
+}
+
+} // namespace vireo2::test
