@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs (when missing), then
 # configures and builds libVireo2 into build/ (or $VIREO2_BUILD_DIR).
-# Extra arguments go to cmake's configure step.
+# Extra arguments go to cmake's configure step; $VIREO2_TARGETS, when set,
+# limits the build to those targets.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -21,5 +22,5 @@ fi
 
 build_dir="${VIREO2_BUILD_DIR:-build}"
 cmake -S . -B "$build_dir" -G Ninja "$@" >/dev/null
-cmake --build "$build_dir" -j"$(nproc)"
+cmake --build "$build_dir" -j"$(nproc)" ${VIREO2_TARGETS:+--target $VIREO2_TARGETS}
 echo "Built: $build_dir/lib/libVireo2.so, $build_dir/bin/"
