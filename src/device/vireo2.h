@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <atomic>
 #include <memory>
+#include <vector>
 
 #include "device/nerva.h"
 #include "settings/settings_store.h"
@@ -90,6 +91,8 @@ protected:
     bool Identify();
     // Closes the open transport, keeping the transport object.
     void ClosePort();
+    // Destroys the transport objects (Disconnect).
+    void releaseTransports();
     // The instrument's address on its USB network link.
     virtual QByteArray usbNetworkAddress() const;
     // Opens the transport once; Connect retries it up to the attempt limit.
@@ -142,6 +145,9 @@ protected:
     std::atomic<CTransport*> transport_{nullptr};
     CEthernet* ethernetTransport_ = nullptr;
     USB* usbTransport_ = nullptr;
+    // Transports another thread may still be using when Disconnect ran
+    // without the operation lock; released with the device.
+    std::vector<std::shared_ptr<CTransport>> retiredTransports_;
     bool storedDataRead_ = false;
 
     // Identity

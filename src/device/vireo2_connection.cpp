@@ -220,10 +220,7 @@ bool Vireo2::Disconnect()
         for (int poll = 0; poll < kClosePollLimit && transport->IsConnected(); ++poll)
             QThread::msleep(kClosePollMs);
         transport_ = nullptr;
-        delete ethernetTransport_;
-        ethernetTransport_ = nullptr;
-        delete usbTransport_;
-        usbTransport_ = nullptr;
+        releaseTransports();
     }
 
     dataReady_ = false;
@@ -233,6 +230,27 @@ bool Vireo2::Disconnect()
     connected_ = false;
     disconnecting_ = false;
     return true;
+}
+
+// Without the operation lock (a lock that could not be had, a status check
+// that did not stop in time) another thread may be inside an exchange: its
+// transport is then kept until the device goes, instead of being destroyed
+// under it.
+void Vireo2::releaseTransports()
+{
+    const bool exclusive = operationMutex_->tryLock(0);
+    for (CTransport* transport : {static_cast<CTransport*>(ethernetTransport_), static_cast<CTransport*>(usbTransport_)}) {
+        if (!transport)
+            continue;
+        if (exclusive)
+            delete transport;
+        else
+            retiredTransports_.emplace_back(transport, [](CTransport* t) { delete t; });
+    }
+    ethernetTransport_ = nullptr;
+    usbTransport_ = nullptr;
+    if (exclusive)
+        operationMutex_->unlock();
 }
 
 bool Vireo2::IsConnected()

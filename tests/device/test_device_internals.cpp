@@ -232,6 +232,29 @@ TEST_F(ConnectedDeviceTest, PayloadsAfterTheBarStayOutOfTheLog)
         << log().toStdString();
 }
 
+TEST_F(ConnectedDeviceTest, DisconnectWithoutTheLockLeavesTheTransportToItsUser)
+{
+    // A host thread that could not get the lock disconnects while another
+    // thread is inside an exchange: the exchange ends, nothing is freed
+    // under it.
+    device_->SetConfiguration(QStringLiteral("STOP_POLL"));
+    sim_.faults().add(Fault::on("slow").replying("SLOW 0x00 late").delayedBy(500));
+    qint32 status = 0;
+    std::thread user([&] {
+        device_->operationMutex_->lock();
+        QByteArray reply;
+        status = device_->Transact(QStringLiteral("slow"), reply, 3000);
+        device_->operationMutex_->unlock();
+    });
+    ASSERT_TRUE(sim_.waitForCommand("slow", 2000));
+    EXPECT_TRUE(device_->Disconnect());
+    user.join();
+    // The exchange under way is finished before the link goes.
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(device_->IsConnected());
+    ASSERT_TRUE(device_->Connect());
+}
+
 TEST_F(ConnectedDeviceTest, StatusThreadStopsWithDisconnect)
 {
     ASSERT_TRUE(device_->Disconnect());
