@@ -8,9 +8,17 @@
 #include <QTcpSocket>
 
 #include "transport/ethernet_transport.h"
+#include "transport/idle_event_dispatcher.h"
 
 namespace vireo2 {
 namespace {
+
+inline void cpuRelax()
+{
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#endif
+}
 
 // Qt stops pulling bytes from the kernel beyond this, so a peer that streams
 // while nobody reads cannot grow the socket's buffer without bound.
@@ -18,7 +26,13 @@ constexpr qint64 kSocketBufferCap = 4 * qint64(EthernetThread::kReadChunk);
 
 } // namespace
 
-EthernetThread::EthernetThread(CEthernet* owner) : owner_(owner) {}
+EthernetThread::EthernetThread(CEthernet* owner) : owner_(owner)
+{
+    // No event loop ever runs on the worker; see IdleEventDispatcher.
+    setEventDispatcher(new IdleEventDispatcher);
+    // Also the name the system shows for the thread.
+    setObjectName(QStringLiteral("EthernetThread"));
+}
 
 EthernetThread::~EthernetThread()
 {
@@ -107,14 +121,37 @@ bool EthernetThread::result() const
     return result_;
 }
 
+template <typename Condition>
+bool EthernetThread::briefly(Condition condition)
+{
+    QElapsedTimer timer;
+    timer.start();
+    do {
+        for (int i = 0; i < 64; ++i) {
+            if (condition())
+                return true;
+            cpuRelax();
+        }
+        // Let a thread waiting for this core run.
+        QThread::yieldCurrentThread();
+    } while (timer.nsecsElapsed() < kHandOverSpinMicros * 1000);
+    return condition();
+}
+
 void EthernetThread::submit(Request request)
 {
-    QMutexLocker lock(&mutex_);
-    if (!running_)
-        return;
-    request_ = request;
-    done_ = false;
+    {
+        QMutexLocker lock(&mutex_);
+        if (!running_)
+            return;
+        done_ = false;
+        request_ = request;
+    }
+    // Woken after unlocking, so the worker does not block on our mutex.
     requestReady_.wakeOne();
+    if (briefly([this] { return done_.load(); }))
+        return;
+    QMutexLocker lock(&mutex_);
     while (!done_)
         requestDone_.wait(&mutex_);
 }
@@ -140,7 +177,14 @@ void EthernetThread::run()
     QMutexLocker lock(&mutex_);
     running_ = true;
     requestDone_.wakeAll();
+    bool justServed = false;
     for (;;) {
+        if (justServed && request_ == Request::None) {
+            // The next request of an exchange usually follows at once.
+            lock.unlock();
+            briefly([this] { return request_.load() != Request::None; });
+            lock.relock();
+        }
         while (request_ == Request::None && !peerClosed_) {
             const bool woken = requestReady_.wait(&mutex_, kIdleCheckMs);
             if (!woken && request_ == Request::None) {
@@ -163,10 +207,14 @@ void EthernetThread::run()
             dropConnection();
             lock.relock();
         }
-        if (request != Request::None) {
+        justServed = request != Request::None;
+        if (justServed) {
             request_ = Request::None;
             done_ = true;
+            // Wake the requester once the mutex is free for it.
+            lock.unlock();
             requestDone_.wakeAll();
+            lock.relock();
         }
         if (request == Request::Quit)
             break;

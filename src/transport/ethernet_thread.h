@@ -5,6 +5,7 @@
 #include <QString>
 #include <QThread>
 #include <QWaitCondition>
+#include <atomic>
 #include <memory>
 
 #include "transport/packet_assembler.h"
@@ -30,6 +31,10 @@ public:
     static constexpr int kReadinessWaitMs = 2000;
     static constexpr int kReadChunk = 1000000;
     static constexpr int kIdleCheckMs = 100;
+    // Right after a hand-over, each side polls this long before it sleeps:
+    // an exchange is a write request followed at once by a read request, and
+    // waking a sleeping thread costs more than the whole loopback round trip.
+    static constexpr int kHandOverSpinMicros = 100;
 
     explicit EthernetThread(CEthernet* owner);
     ~EthernetThread() override;
@@ -64,6 +69,9 @@ private:
     enum class Request { None, Connect, Write, Read, Disconnect, Quit };
 
     void submit(Request request);
+    // Polls `condition` for kHandOverSpinMicros, yielding the core meanwhile.
+    template <typename Condition>
+    static bool briefly(Condition condition);
     void serve(Request request);
     void checkIdleSocket();
     void dropConnection();
@@ -79,8 +87,9 @@ private:
     mutable QMutex mutex_;
     QWaitCondition requestReady_;
     QWaitCondition requestDone_;
-    Request request_ = Request::None;
-    bool done_ = false;
+    // Set under mutex_; also read without it while polling briefly.
+    std::atomic<Request> request_{Request::None};
+    std::atomic<bool> done_{false};
     bool running_ = false;
     bool peerClosed_ = false;
 

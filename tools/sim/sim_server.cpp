@@ -60,6 +60,7 @@ bool SimServer::start(quint16 port)
         error_.clear();
     }
     acceptor_ = QThread::create([this] { acceptLoop(); });
+    acceptor_->setObjectName(QStringLiteral("sim-acceptor"));
     acceptor_->start();
     QMutexLocker lock(&mutex_);
     while (!startFinished_)
@@ -161,6 +162,7 @@ void SimServer::acceptLoop()
             auto client = std::make_shared<Client>();
             client->descriptor = descriptor;
             client->thread = QThread::create([this, client] { serveClient(client); });
+            client->thread->setObjectName(QStringLiteral("sim-client"));
             QMutexLocker lock(&mutex_);
             clients_ << client;
             client->thread->start();

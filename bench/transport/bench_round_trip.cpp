@@ -1,0 +1,76 @@
+// A short command's round trip through CEthernet::SendReceive against a raw
+// blocking-socket client doing the same BCP exchange with the same simulator.
+#include <QElapsedTimer>
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+#include "raw_bcp_client.h"
+#include "sim_server.h"
+#include "transport/ethernet_transport.h"
+
+namespace {
+
+constexpr int kWarmup = 200;
+constexpr int kRounds = 5000;
+
+double median(std::vector<double>& values)
+{
+    std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
+    return values[values.size() / 2];
+}
+
+// Times one exchange in microseconds; negative when it failed.
+template <typename F>
+double timeMicros(F&& exchange)
+{
+    QElapsedTimer timer;
+    timer.start();
+    const bool ok = exchange();
+    return ok ? double(timer.nsecsElapsed()) / 1000.0 : -1.0;
+}
+
+} // namespace
+
+int main()
+{
+    vireo2::sim::SimServer sim;
+    if (!sim.start()) {
+        std::fprintf(stderr, "simulator did not start\n");
+        return 1;
+    }
+    vireo2::CEthernet transport;
+    if (!transport.OpenPort(sim.address())) {
+        std::fprintf(stderr, "connect failed\n");
+        return 1;
+    }
+    vireo2::bench::RawBcpClient raw;
+    if (!raw.connectTo(sim.port()))
+        return 1;
+
+    QByteArray reply;
+    auto rawExchange = [&] { return !raw.exchange("version").isEmpty(); };
+    auto transportExchange = [&] { return transport.SendReceive("version", reply, 5000, 0); };
+    for (int i = 0; i < kWarmup; ++i) {
+        rawExchange();
+        transportExchange();
+    }
+    // Alternate the two so that both see the same machine load.
+    std::vector<double> rawTimes;
+    std::vector<double> transportTimes;
+    for (int i = 0; i < kRounds; ++i) {
+        rawTimes.push_back(timeMicros(rawExchange));
+        transportTimes.push_back(timeMicros(transportExchange));
+        if (rawTimes.back() < 0 || transportTimes.back() < 0) {
+            std::fprintf(stderr, "exchange failed\n");
+            return 1;
+        }
+    }
+    const double rawUs = median(rawTimes);
+    const double transportUs = median(transportTimes);
+    std::printf("round trip of \"version\" over loopback, median of %d\n", kRounds);
+    std::printf("  raw socket client   %8.1f us\n", rawUs);
+    std::printf("  CEthernet           %8.1f us\n", transportUs);
+    std::printf("  ratio               %8.2f x   (goal <= 1.30)\n", transportUs / rawUs);
+    return 0;
+}
