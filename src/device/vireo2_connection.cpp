@@ -32,12 +32,15 @@ int attemptLimit(const QString& value)
     return ok && attempts >= 1 && attempts <= 5 ? attempts : kDefaultAttempts;
 }
 
-// A configured address that already names its port keeps it; otherwise the
-// instrument's port is appended.
+// A configured "host:port" keeps its port; any other address gets the
+// instrument's port appended.
 QByteArray withInstrumentPort(const QString& address)
 {
     const QByteArray host = address.trimmed().toUtf8();
-    return host.contains(':') ? host : host + kInstrumentPort;
+    bool numericPort = false;
+    if (host.count(':') == 1)
+        host.mid(host.indexOf(':') + 1).toUShort(&numericPort);
+    return numericPort ? host : host + kInstrumentPort;
 }
 
 } // namespace

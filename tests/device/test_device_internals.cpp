@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "device/vireo2.h"
+#include "device/worker_thread.h"
 #include "sim_server.h"
 #include "test_environment.h"
 
@@ -168,6 +169,26 @@ TEST_F(DeviceTest, WithoutAnInstrumentTheBuiltInAnswersAndTheSpotFileStandIn)
     EXPECT_EQ(double(device_->GetSpectralData(1, 3)), 9.999999747378752e-05);
     EXPECT_EQ(double(device_->GetSpectralData(1, 4)), 9.999999747378752e-05);
     EXPECT_FLOAT_EQ(device_->GetSpectralData(2, 0), -1.0f);
+}
+
+TEST_F(DeviceTest, LongOperationsEndFailedAndNeedTheirArgument)
+{
+    vireo2::WorkerThread backup(device_.get(), 1, {QStringLiteral("backup"), QString()});
+    backup.start();
+    ASSERT_TRUE(backup.wait(5000));
+    EXPECT_EQ(backup.progress(), -1.0);
+    EXPECT_EQ(device_->log()->errorCode(), 20502);
+    EXPECT_EQ(device_->log()->errorText(), QByteArray("FAILED execute: Missing Arguments"));
+
+    device_->log()->setError(0, QStringLiteral("<00>"));
+    vireo2::WorkerThread restore(device_.get(), 2, {QStringLiteral("restore"), QStringLiteral("clone.bin")});
+    restore.start();
+    ASSERT_TRUE(restore.wait(5000));
+    EXPECT_EQ(restore.progress(), -1.0);
+    EXPECT_EQ(device_->log()->errorCode(), 0);
+    // The lock is free again.
+    EXPECT_TRUE(device_->operationMutex_->tryLock(0));
+    device_->operationMutex_->unlock();
 }
 
 class ConnectedDeviceTest : public DeviceTest {
