@@ -40,6 +40,8 @@ public:
     using Vireo2::instrumentPresent_;
     using Vireo2::trackInUse_;
     using Vireo2::operationMutex_;
+    using Vireo2::firmwareVersion_;
+    using Vireo2::firmwareGateOn;
 
 protected:
     QByteArray usbNetworkAddress() const override { return linkAddress; }
@@ -191,6 +193,20 @@ TEST_F(DeviceTest, LongOperationsEndFailedAndNeedTheirArgument)
     device_->operationMutex_->unlock();
 }
 
+TEST_F(DeviceTest, FirmwareGateOpensFromVersion2Minor1OrBuild192)
+{
+    const QList<QPair<QString, bool>> cases{
+        {QStringLiteral("2.0.0"), true},    {QStringLiteral("1.0.191"), false}, {QStringLiteral("1.0.192"), true},
+        {QStringLiteral("1.1.0"), true},    {QStringLiteral("0.5"), false},     {QString(), false},
+        {QStringLiteral("Hueron Vireo2 Plus 1.0.150"), false},
+        {QStringLiteral("Hueron Vireo2 Plus 0.5.398"), true},
+    };
+    for (const auto& [version, open] : cases) {
+        device_->firmwareVersion_ = version;
+        EXPECT_EQ(device_->firmwareGateOn(), open) << version.toStdString();
+    }
+}
+
 class ConnectedDeviceTest : public DeviceTest {
 protected:
     void SetUp() override
@@ -274,6 +290,17 @@ TEST_F(ConnectedDeviceTest, DisconnectWithoutTheLockLeavesTheTransportToItsUser)
     EXPECT_EQ(status, 0);
     EXPECT_FALSE(device_->IsConnected());
     ASSERT_TRUE(device_->Connect());
+}
+
+TEST_F(ConnectedDeviceTest, ScanDataRepliesAreLoggedWithTheirSize)
+{
+    device_->SetConfiguration(QStringLiteral("STOP_POLL"));
+    sim_.faults().add(Fault::on("scan get refls").replying("SCAN 0x90 |{\"a\":1}"));
+    QByteArray reply;
+    EXPECT_EQ(device_->Transact(QStringLiteral("Scan Get Refls"), reply, 3000), 0x90);
+    EXPECT_EQ(QString::fromLatin1(device_->log()->errorText()), QStringLiteral("<90>"));
+    EXPECT_TRUE(log().contains(QStringLiteral("SEND:Scan Get Refls - RECV:SCAN 0x90 |{\"a\":1}SCAN 0x90 - 18 bytes")))
+        << log().toStdString();
 }
 
 TEST_F(ConnectedDeviceTest, StatusThreadStopsWithDisconnect)

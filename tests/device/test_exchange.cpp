@@ -67,6 +67,24 @@ TEST_F(ExchangeTest, ReplyWithoutStatusIsMinusOne)
     EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), "SERIALNUM 0x00 HUGA-58812");
 }
 
+TEST_F(ExchangeTest, PolledCommandsShowTheirStatusInTheRecord)
+{
+    script("meas done?", "MEAS 0x85");
+    EXPECT_STREQ(SendCommand("meas done?", 1000), "");
+    EXPECT_EQ(GetLastErrorCode(), 0x85);
+    EXPECT_STREQ(GetLastErrorString(), "<85>");
+
+    script("scan get patchrecrefls", "SCAN 0x0a 12 patches");
+    EXPECT_STREQ(SendCommand("scan get patchrecrefls", 1000), "");
+    EXPECT_EQ(GetLastErrorCode(), 10);
+    EXPECT_STREQ(GetLastErrorString(), "<0a>");
+
+    // "Nothing new" from a poll leaves the record as it was.
+    script("meas done?", "MEAS 0x07");
+    EXPECT_STREQ(SendCommand("meas done?", 1000), "");
+    EXPECT_EQ(GetLastErrorCode(), 10);
+}
+
 TEST_F(ExchangeTest, InProgressReplyIsPolledToTheEnd)
 {
     sim_.faults().add(Fault::on("probe").withProgress(50, 20000, 3, QByteArray("PROBE 0x00 done")));
