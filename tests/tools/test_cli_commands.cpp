@@ -176,7 +176,7 @@ TEST_F(CliTest, SimSubcommandServesTheInstrument)
     simulator.setProcessEnvironment(environment);
     simulator.start(QStringLiteral(VIREO2_CLI_PROGRAM),
                     {QStringLiteral("sim"), QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--serial"),
-                     QStringLiteral("SIM-CMD-7")});
+                     QStringLiteral("SIM-CMD-7"), QStringLiteral("--calibrated")});
     ASSERT_TRUE(simulator.waitForStarted(10000));
     QString banner;
     while (!banner.contains(QLatin1Char('\n')) && simulator.waitForReadyRead(10000))
@@ -190,7 +190,9 @@ TEST_F(CliTest, SimSubcommandServesTheInstrument)
     simulator.terminate();
     simulator.waitForFinished(10000);
     EXPECT_EQ(status.exitCode, 0) << status.err.toStdString();
-    EXPECT_TRUE(status.out.contains(QStringLiteral("SIM-CMD-7")));
+    // The options reached the simulator.
+    EXPECT_TRUE(status.out.contains(QStringLiteral("Serial        SIM-CMD-7")));
+    EXPECT_TRUE(status.out.contains(QStringLiteral("Calibration   valid")));
 }
 
 } // namespace

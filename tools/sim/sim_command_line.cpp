@@ -14,6 +14,8 @@ const QCommandLineOption kFirmware(QStringLiteral("firmware"),
                                    QStringLiteral("VERSION"));
 const QCommandLineOption kSerial(QStringLiteral("serial"), QStringLiteral("Serial number of the instrument."),
                                  QStringLiteral("TEXT"));
+const QCommandLineOption kCalibrated(QStringLiteral("calibrated"),
+                                     QStringLiteral("Start with a valid calibration (default: needs calibrating)."));
 
 } // namespace
 
@@ -28,6 +30,7 @@ void declareOptions(QCommandLineParser& parser)
     parser.addOption(kFault);
     parser.addOption(kFirmware);
     parser.addOption(kSerial);
+    parser.addOption(kCalibrated);
 }
 
 bool readOptions(const QCommandLineParser& parser, SimCommandLine* options, QString* error)
@@ -44,6 +47,8 @@ bool readOptions(const QCommandLineParser& parser, SimCommandLine* options, QStr
         options->instrument.firmwareVersion = parser.value(kFirmware);
     if (parser.isSet(kSerial))
         options->instrument.serialNumber = parser.value(kSerial);
+    if (parser.isSet(kCalibrated))
+        options->instrument.calibrated = true;
     return true;
 }
 
