@@ -128,6 +128,31 @@ TEST_F(EthernetExchangeTest, SilentInstrumentEndsAsIncorrectPacketLength)
     EXPECT_TRUE(transport.IsConnected());
 }
 
+// A reply that keeps trickling in is cut off once the read's time is up: the
+// poll's read timeout is the instrument's wait value.
+TEST_F(EthernetExchangeTest, PollReadTimeoutIsTheInstrumentsWait)
+{
+    const QByteArray slowFinal = "MEAS 0x00 " + QByteArray(20, 'r');
+    sim.faults().add(Fault::on("meas run").withProgress(0, 300, 1, slowFinal));
+    sim.faults().add(Fault::on("meas done?").splitInto({3, 3, 3, 3, 3, 3}, 150));
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_FALSE(transport.SendReceive("Meas Run", reply, 1000, 0));
+    EXPECT_GE(timer.elapsed(), 300);
+    EXPECT_LT(timer.elapsed(), 800);
+    // The timeout itself (0x5005) is overwritten by the validation of the
+    // partial packet.
+    EXPECT_EQ(transport.GetErrorCode(), 0x5007);
+}
+
+TEST_F(EthernetExchangeTest, SlowPollReplyWithinTheWaitArrives)
+{
+    sim.faults().add(Fault::on("meas run").withProgress(0, 5000, 1));
+    sim.faults().add(Fault::on("meas done?").splitInto({3, 3, 3}, 150));
+    EXPECT_TRUE(transport.SendReceive("Meas Run", reply, 1000, 0));
+    EXPECT_EQ(reply, QByteArray("MEAS 0x00"));
+}
+
 TEST_F(EthernetExchangeTest, ReplyWithinTheReadinessRoundWaitsPastTheCallerTimeout)
 {
     // The timeout is only checked after a waiting round: a reply that comes

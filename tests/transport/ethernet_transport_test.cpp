@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractSocket>
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QThread>
@@ -45,6 +46,8 @@ protected:
 
 TEST_F(EthernetTransportTest, ExchangesOneCommandAndRecordsIt)
 {
+    // The host is a plain program: no QCoreApplication, no event loop.
+    ASSERT_EQ(QCoreApplication::instance(), nullptr);
     ASSERT_TRUE(transport.SendReceive("version", reply, 1000, 0));
     EXPECT_EQ(reply, QByteArray(vireo2::test::EchoInstrument::kVersionReply));
     EXPECT_EQ(transport.lastCommand(), QStringLiteral("version"));
@@ -111,6 +114,17 @@ TEST_F(EthernetTransportTest, LargestAcceptedPayloadStillArrives)
     ASSERT_TRUE(transport.SendReceive("image", reply, 10000, 0));
     EXPECT_EQ(reply.size(), big.size());
     EXPECT_EQ(reply, big);
+}
+
+TEST_F(EthernetTransportTest, ReplyThatNeverEndsIsCutOffAtTheTimeout)
+{
+    // The header claims 1,000 bytes; what follows trickles in and stops.
+    sim.faults().add(Fault::on("version").withLengthField(1000).splitInto({8, 4, 4, 4, 4, 4, 4}, 100));
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_FALSE(transport.SendReceive("version", reply, 250, 0));
+    EXPECT_LT(timer.elapsed(), 700);
+    EXPECT_EQ(transport.GetErrorCode(), 0x5007);
 }
 
 TEST_F(EthernetTransportTest, EmptyPayloadPacketFailsTheExchange)

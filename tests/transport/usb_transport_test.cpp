@@ -222,6 +222,20 @@ TEST_F(UsbTransportTest, PollTimeoutShrinksByElapsedTimeFromALongWait)
     EXPECT_GT(reads[2].timeout, 19000u);
 }
 
+TEST_F(UsbTransportTest, InstrumentSuppliedDelayAndWaitAreBounded)
+{
+    // A corrupt progress reply must not park the caller for days.
+    device().engine().faults().add(Fault::on("meas run").replying("MEAS 0x05 -40 999999999"));
+    device().engine().faults().add(Fault::on("meas done?").replying("MEAS 0x00"));
+    QElapsedTimer timer;
+    timer.start();
+    ASSERT_TRUE(usb.SendReceive("Meas Run", reply, 800, 0));
+    EXPECT_LT(timer.elapsed(), 500);
+    const QList<UsbCall> reads = replyReads();
+    ASSERT_EQ(reads.size(), 2);
+    EXPECT_EQ(reads[1].timeout, 600000u);
+}
+
 TEST_F(UsbTransportTest, OnlyFourWordDecimalFiveStartsPolling)
 {
     // "0x1A" reads as 0 on USB; five words are not a progress reply.
