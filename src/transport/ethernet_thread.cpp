@@ -6,6 +6,7 @@
 #include <QMutexLocker>
 #include <QStringList>
 #include <QTcpSocket>
+#include <climits>
 
 #include "transport/ethernet_transport.h"
 #include "transport/idle_event_dispatcher.h"
@@ -186,7 +187,9 @@ void EthernetThread::run()
             lock.relock();
         }
         while (request_ == Request::None && !peerClosed_) {
-            const bool woken = requestReady_.wait(&mutex_, kIdleCheckMs);
+            // Only a connected socket needs watching; otherwise sleep until asked.
+            const bool watch = socket_->state() == QAbstractSocket::ConnectedState;
+            const bool woken = requestReady_.wait(&mutex_, watch ? kIdleCheckMs : ULONG_MAX);
             if (!woken && request_ == Request::None) {
                 lock.unlock();
                 checkIdleSocket();
