@@ -95,8 +95,6 @@ protected:
     void releaseTransports();
     // The instrument's address on its USB network link.
     virtual QByteArray usbNetworkAddress() const;
-    // Opens the transport once; Connect retries it up to the attempt limit.
-    virtual bool openTransportOnce(const QByteArray& address);
     // The track accessory link; it is not available yet, so a track in use
     // fails the connection.
     virtual bool connectTrack(const QString& address);

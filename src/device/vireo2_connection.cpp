@@ -138,7 +138,7 @@ bool Vireo2::OpenPort()
 
     const int attempts = attemptLimit(GetOption(QStringLiteral("connection_attempts")));
     for (int attempt = 1; attempt <= attempts; ++attempt) {
-        if (openTransportOnce(address))
+        if (transport_.load()->OpenPort(address))
             return true;
         if (log_->debug()) {
             log_->WriteLine(QStringLiteral("OpenPort attempt %1 of %2 failed: %3")
@@ -149,11 +149,6 @@ bool Vireo2::OpenPort()
     }
     log_->LogError(kConnectFailed, QStringLiteral("Unable to connect to Vireo2 - %1").arg(transport_.load()->GetErrorMessage()));
     return false;
-}
-
-bool Vireo2::openTransportOnce(const QByteArray& address)
-{
-    return transport_.load()->OpenPort(address);
 }
 
 QByteArray Vireo2::usbNetworkAddress() const
