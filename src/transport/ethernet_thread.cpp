@@ -180,23 +180,7 @@ void EthernetThread::run()
     requestDone_.wakeAll();
     bool justServed = false;
     for (;;) {
-        if (justServed && request_ == Request::None) {
-            // The next request of an exchange usually follows at once.
-            lock.unlock();
-            briefly([this] { return request_.load() != Request::None; });
-            lock.relock();
-        }
-        while (request_ == Request::None && !peerClosed_) {
-            // Only a connected socket needs watching; otherwise sleep until asked.
-            const bool watch = socket_->state() == QAbstractSocket::ConnectedState;
-            const bool woken = requestReady_.wait(&mutex_, watch ? kIdleCheckMs : ULONG_MAX);
-            if (!woken && request_ == Request::None) {
-                lock.unlock();
-                checkIdleSocket();
-                lock.relock();
-            }
-        }
-        const Request request = request_;
+        const Request request = nextRequest(lock, justServed);
         if (request != Request::None) {
             lock.unlock();
             serve(request);
@@ -226,6 +210,28 @@ void EthernetThread::run()
     lock.unlock();
     delete socket_;
     socket_ = nullptr;
+}
+
+// Waits (mutex_ held) until a request or a disconnection needs attention.
+EthernetThread::Request EthernetThread::nextRequest(QMutexLocker& lock, bool justServed)
+{
+    if (justServed && request_ == Request::None) {
+        // The next request of an exchange usually follows at once.
+        lock.unlock();
+        briefly([this] { return request_.load() != Request::None; });
+        lock.relock();
+    }
+    while (request_ == Request::None && !peerClosed_) {
+        // Only a connected socket needs watching; otherwise sleep until asked.
+        const bool watch = socket_->state() == QAbstractSocket::ConnectedState;
+        const bool woken = requestReady_.wait(&mutex_, watch ? kIdleCheckMs : ULONG_MAX);
+        if (!woken && request_ == Request::None) {
+            lock.unlock();
+            checkIdleSocket();
+            lock.relock();
+        }
+    }
+    return request_;
 }
 
 void EthernetThread::serve(Request request)

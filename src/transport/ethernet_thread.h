@@ -69,6 +69,7 @@ private:
     enum class Request { None, Connect, Write, Read, Disconnect, Quit };
 
     void submit(Request request);
+    Request nextRequest(QMutexLocker& lock, bool justServed);
     // Polls `condition` for kHandOverSpinMicros, yielding the core meanwhile.
     template <typename Condition>
     static bool briefly(Condition condition);

@@ -139,6 +139,7 @@ TEST_F(EthernetTransportTest, EmptyPayloadPacketFailsTheExchange)
 TEST_F(EthernetTransportTest, InstrumentClosingTheConnectionClearsConnectedFlag)
 {
     ASSERT_TRUE(transport.IsConnected());
+    ASSERT_TRUE(sim.waitForClientCount(1, 2000));  // accepted, not just queued
     sim.dropClients();
     // Noticed while idle, without any request.
     EXPECT_TRUE(eventually([&] { return !transport.IsConnected(); }));
