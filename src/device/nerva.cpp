@@ -31,11 +31,17 @@ bool Nerva::IsDataReady()
     return dataReady_.exchange(false);
 }
 
-int Nerva::GetSpectralSetCount() { return setCount_; }
+int Nerva::GetSpectralSetCount()
+{
+    QMutexLocker lock(&storeMutex_);
+    return setCount_;
+}
+
 int Nerva::GetWavelengthCount() { return wavelengthCount_; }
 
 QString Nerva::GetSpectralSetName(int index)
 {
+    QMutexLocker lock(&storeMutex_);
     for (auto it = setNames_.cbegin(); it != setNames_.cend(); ++it) {
         if (it.value() == index)
             return it.key();
@@ -51,6 +57,7 @@ QString Nerva::GetMeasAttributes() { return QString(); }
 float Nerva::GetSpectralData(int set, int wavelength)
 {
     dataReady_ = false;
+    QMutexLocker lock(&storeMutex_);
     if (set < 0 || wavelength < 0 || set >= setCount_ || wavelength >= wavelengthCount_)
         return -1.0f;
     if (spectra_.isEmpty() || set >= spectra_.size() || wavelength >= spectra_.at(set).size())
@@ -142,5 +149,20 @@ bool Nerva::isWorkerRunning() const
 }
 
 bool Nerva::isPortValid() { return false; }
+
+void Nerva::publishSpectra(const QList<QList<double>>& sets)
+{
+    QMutexLocker lock(&storeMutex_);
+    spectra_ = sets;
+}
+
+void Nerva::useSpectralSets(int count)
+{
+    QMutexLocker lock(&storeMutex_);
+    setCount_ = count;
+    setNames_.clear();
+    for (int set = 0; set < count; ++set)
+        setNames_.insert(QStringLiteral("M%1").arg(set), set);
+}
 
 } // namespace vireo2

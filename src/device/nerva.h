@@ -2,6 +2,7 @@
 
 #include <QList>
 #include <QMap>
+#include <QMutex>
 #include <QObject>
 #include <QRecursiveMutex>
 #include <QString>
@@ -129,6 +130,12 @@ public:
     virtual QString serialNumber() const { return identity_[2]; }
 
 protected:
+    // The spectral store is read by host threads while the status thread
+    // fills it: these publish a whole readout at once, under the store lock.
+    void publishSpectra(const QList<QList<double>>& sets);
+    // Sets the number of spectral sets and names them "M0", "M1", ...
+    void useSpectralSets(int count);
+
     std::unique_ptr<QRecursiveMutex> operationMutex_;
     StatusThread* statusThread_ = nullptr;
     WorkerThread* workerThread_ = nullptr;
@@ -144,6 +151,7 @@ protected:
     qint32 setCount_ = 1;
     qint32 wavelengthCount_ = 31;
     unsigned char stateBytes_[9] = {};
+    mutable QMutex storeMutex_;
     QList<QList<double>> spectra_;
     QMap<QString, int> setNames_;
 };

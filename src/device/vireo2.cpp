@@ -23,11 +23,10 @@ void Vireo2::init()
     // The variant whose model text carries "Xp" has no polarised condition.
     modelCode_ = modelName_.contains(QLatin1String("Xp")) ? 88 : 78;
     scanning_->setTrackInUse(trackInUse_);
+    QMutexLocker lock(&storeMutex_);
     setCount_ = modelCode_ == 88 ? 3 : 4;
-    setNames_.insert(QStringLiteral("M0"), 0);
-    setNames_.insert(QStringLiteral("M1"), 1);
-    setNames_.insert(QStringLiteral("M2"), 2);
-    setNames_.insert(QStringLiteral("M3"), 3);
+    for (int set = 0; set < 4; ++set)
+        setNames_.insert(QStringLiteral("M%1").arg(set), set);
 }
 
 int Vireo2::GetMaxReferences()

@@ -103,21 +103,18 @@ void Vireo2::readSpotFile()
             values.append(floored(fields.value(i + 2).trimmed().toDouble()));
         sets.append(values);
     }
-    spectra_ = sets;
+    publishSpectra(sets);
     dataReady_ = true;
 }
 
 void Vireo2::useSetCount(int count)
 {
-    setCount_ = count;
-    setNames_.clear();
-    for (int set = 0; set < count; ++set)
-        setNames_.insert(QStringLiteral("M%1").arg(set), set);
+    useSpectralSets(count);
 }
 
 bool Vireo2::readMeasurementData()
 {
-    spectra_.clear();
+    publishSpectra({});
     QByteArray reply;
     const qint32 polarizer = Transact(QStringLiteral("measconfig get polarizer"), reply, kReadoutTimeoutMs);
     // Without the polarizer the instrument has no M3 condition.
@@ -131,25 +128,25 @@ bool Vireo2::readMeasurementData()
         const qint32 status = Transact(QStringLiteral("Meas Get Refls %1").arg(name), reply, kReadoutTimeoutMs);
         sets.append(QList<double>());
         if (status == kReadoutRefused) {
-            spectra_.clear();
+            publishSpectra({});
             refreshCalibrated();
             return true;
         }
         if (status != 0) {
-            spectra_ = sets;
+            publishSpectra(sets);
             return false;
         }
         const QList<QByteArray> words = reply.split(' ');
         if (words.size() < wavelengthCount_ + 2) {
             log_->LogError(kInsufficientData,
                            QStringLiteral("FAILED readMeasurementData: Insufficient spectral data - Angle=%1").arg(name));
-            spectra_ = sets;
+            publishSpectra(sets);
             return false;
         }
         for (int i = 0; i < wavelengthCount_; ++i)
             sets.last().append(floored(words.at(i + 2).toDouble()));
     }
-    spectra_ = sets;
+    publishSpectra(sets);
     refreshCalibrated();
     return true;
 }

@@ -186,7 +186,7 @@ bool Vireo2::checkMeasurement(bool& finished)
     }
     // A reading taken with the instrument's own button.
     dataReady_ = false;
-    spectra_.clear();
+    publishSpectra({});
     if (!IsConnected())
         return false;
     if (readMeasurementData())
@@ -213,7 +213,7 @@ bool Vireo2::checkScanDone()
         return true;
     }
     scanState_ = 0;
-    spectra_.clear();
+    publishSpectra({});
     if (!IsConnected())
         return false;
     if (readScanData()) {
