@@ -110,6 +110,7 @@ protected:
     bool readMeasurementData();
     void readSpotFile();
     void refreshCalibrated();
+    bool concludeCalRun(qint32 status);
     void useSetCount(int count);
 
     // Status poll (vireo2_status.cpp)

@@ -91,20 +91,9 @@ bool Vireo2::Calibrate()
         return false;
 
     QByteArray reply;
-    const qint32 status = Transact(QStringLiteral("Cal Run"), reply, kCalTimeoutMs);
-    if (status == 0) {
-        refreshCalibrated();
-        operationMutex_->unlock();
-        return true;
-    }
-    const QString message = calRunFailure(status);
-    log_->LogError(status, message);
-    if (status != -1)
-        refreshCalibrated();
-    // The refresh's own exchange must not replace the reason of the failure.
-    log_->setError(status, message);
+    const bool done = concludeCalRun(Transact(QStringLiteral("Cal Run"), reply, kCalTimeoutMs));
     operationMutex_->unlock();
-    return false;
+    return done;
 }
 
 bool Vireo2::CalibrateStep(const QString& step)
@@ -124,9 +113,18 @@ bool Vireo2::CalibrateStep(const QString& step)
     QByteArray reply;
     const qint32 status = Transact(QStringLiteral("Cal Run"), reply, kCalTimeoutMs);
     log_->setError(status, QString::asprintf("<%02X>", unsigned(status)));
+    const bool done = concludeCalRun(status);
+    operationMutex_->unlock();
+    return done;
+}
+
+// Ends a "Cal Run": refreshes the calibrated flag (not after a lost reply)
+// and leaves the cause of a failure in the error record, over whatever the
+// refresh's own exchange recorded.
+bool Vireo2::concludeCalRun(qint32 status)
+{
     if (status == 0) {
         refreshCalibrated();
-        operationMutex_->unlock();
         return true;
     }
     const QString message = calRunFailure(status);
@@ -134,7 +132,6 @@ bool Vireo2::CalibrateStep(const QString& step)
     if (status != -1)
         refreshCalibrated();
     log_->setError(status, message);
-    operationMutex_->unlock();
     return false;
 }
 
