@@ -1,0 +1,34 @@
+// `vireo2 exec` hands a command line to the library's Execute and prints its
+// answer; an empty answer is a failure reported from the error record.
+#include <QRegularExpression>
+
+#include "cli_fixture.h"
+
+namespace vireo2::test {
+namespace {
+
+TEST_F(CliTest, ExecFailureReportsTheLibraryErrorRecord)
+{
+    // "getsignature" is a command the library always refuses.
+    const ProgramResult result = vireo2AgainstSim({QStringLiteral("exec"), QStringLiteral("getsignature")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(QRegularExpression(QStringLiteral("(^|\\n)error -?\\d+: \\S"))))
+        << result.err.toStdString();
+    EXPECT_TRUE(result.out.isEmpty());
+}
+
+TEST_F(CliTest, ExecWithoutConnectingLeavesTheInstrumentAlone)
+{
+    vireo2AgainstSim({QStringLiteral("exec"), QStringLiteral("--no-connect"), QStringLiteral("ism0m1compliant")});
+    EXPECT_TRUE(sim_->commands().isEmpty());
+    EXPECT_EQ(sim_->clientCount(), 0);
+}
+
+TEST_F(CliTest, ExecConnectsFirstByDefault)
+{
+    vireo2AgainstSim({QStringLiteral("exec"), QStringLiteral("clock"), QStringLiteral("get")});
+    EXPECT_TRUE(sim_->waitForCommand("version", 0)) << "the instrument was identified";
+}
+
+} // namespace
+} // namespace vireo2::test
