@@ -3,7 +3,7 @@
 #include <QString>
 
 #include "api/device_instance.h"
-#include "api/port_lock.h"
+#include "device/port_lock.h"
 #include "api/text_result.h"
 #include "device/vireo2.h"
 

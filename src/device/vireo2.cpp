@@ -1,6 +1,7 @@
 #include "device/vireo2.h"
 
 #include "commands/command_table.h"
+#include "device/worker_thread.h"
 #include "scanning/vireo2_scanning.h"
 
 namespace vireo2 {
@@ -16,6 +17,9 @@ Vireo2::Vireo2()
 Vireo2::~Vireo2()
 {
     Disconnect();
+    // Long operations use the device until they end.
+    for (const auto& worker : workers_)
+        worker->wait();
 }
 
 void Vireo2::init()

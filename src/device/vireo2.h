@@ -17,6 +17,7 @@ class CTransport;
 class CEthernet;
 class USB;
 class Vireo2Scanning;
+class WorkerThread;
 
 // The Vireo2 instrument: connection, identification, status polling,
 // measurement, calibration and settings on top of the Nerva interface.
@@ -53,6 +54,8 @@ public:
     // Configuration (vireo2_options.cpp)
     QString GetConfiguration() override;
     bool SetConfiguration(const QString& configuration) override;
+    // Free-form commands (vireo2_execute.cpp)
+    QString Execute(const QString& commandLine) override;
     // Raw command (vireo2_transact.cpp)
     QString SendCommand(const QString& command, int timeoutMs) override;
     void init() override;
@@ -86,6 +89,9 @@ public:
     QString firmwareVersion() const { return firmwareVersion_; }
 
 protected:
+    // The command dispatcher's view of the device (vireo2_command_host.cpp).
+    friend class Vireo2CommandHost;
+
     // Connection (vireo2_connection.cpp)
     bool OpenPort();
     bool Identify();
@@ -135,7 +141,8 @@ protected:
 
     // Connection state
     bool instrumentPresent_ = true;
-    bool trackInUse_ = false;
+    // The track accessory is attached ("setmodel"); Connect then opens it.
+    std::atomic<bool> trackInUse_{false};
     std::atomic<bool> connected_{false};
     std::atomic<bool> disconnecting_{false};
     std::atomic<bool> switchingMethod_{false};
@@ -183,6 +190,16 @@ protected:
     std::atomic<bool> scanDataRead_{false};
     QList<QList<QList<double>>> scannedPatches_;
     QString scanTrigger_ = QStringLiteral("0");
+
+    // Command interface
+    std::atomic<bool> trackModel_{false};    // the instrument is the track model ("setmodel")
+    std::atomic<bool> m0m1Compliant_{false}; // no identification reply reports it yet
+    std::atomic<qint32> preparednessCounter_{0};
+    std::atomic<bool> paperTask_{false};     // "tasklist paper"
+    // Every long operation started, newest last: a host may still ask the
+    // last one for its progress, so none is released before the device.
+    QMutex workerMutex_;
+    std::vector<std::unique_ptr<WorkerThread>> workers_;
 };
 
 } // namespace vireo2

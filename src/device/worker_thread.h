@@ -4,19 +4,23 @@
 #include <QThread>
 #include <atomic>
 
+#include "commands/command_host.h"
+
 namespace vireo2 {
 
 class Nerva;
 
-// Runs one long operation started through Execute ("start getlibrary", ...)
+// Runs one long operation started through Execute ("start;backup;FILE", ...)
 // under the operation lock, publishing its progress.
-class WorkerThread : public QThread {
+class WorkerThread : public QThread, public LongOperation {
     Q_OBJECT
 public:
     WorkerThread(Nerva* device, int operation, const QStringList& arguments);
 
-    double progress() const { return progress_; }
-    void requestAbort() { abortRequested_ = true; }
+    double progress() const override { return progress_; }
+    bool running() const override { return isRunning(); }
+    bool finished() const override { return isFinished(); }
+    void requestAbort() override { abortRequested_ = true; }
     bool abortRequested() const { return abortRequested_; }
 
 protected:

@@ -30,9 +30,15 @@ public:
 
     int patchCount() const { return 0; }
 
+    // A scan trigger reported by the track and not yet asked for; asking
+    // clears it.
+    void setScanRequested(bool requested) { scanRequested_ = requested; }
+    bool takeScanRequested() { return scanRequested_.exchange(false); }
+
 private:
     std::atomic<bool> trackInUse_{false};
     std::atomic<int> state_{kIdle};
+    std::atomic<bool> scanRequested_{false};
 };
 
 } // namespace vireo2

@@ -5,7 +5,7 @@
 #include <QThread>
 #include <atomic>
 
-#include "api/port_lock.h"
+#include "device/port_lock.h"
 #include "device/nerva.h"
 #include "device/worker_thread.h"
 #include "test_environment.h"

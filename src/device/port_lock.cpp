@@ -1,4 +1,4 @@
-#include "api/port_lock.h"
+#include "device/port_lock.h"
 
 #include <QRecursiveMutex>
 

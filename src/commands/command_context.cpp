@@ -1,0 +1,35 @@
+#include "commands/command_context.h"
+
+#include "commands/command_error.h"
+#include "settings/log_helper.h"
+#include "transport/reply_parser.h"
+
+namespace vireo2 {
+
+CommandContext::Reply CommandContext::exchange(const QString& command, int timeoutMs)
+{
+    Reply reply;
+    reply.status = host.transact(command, reply.text, timeoutMs);
+    return reply;
+}
+
+QByteArray CommandContext::require(const QString& command, int timeoutMs)
+{
+    Reply reply = exchange(command, timeoutMs);
+    if (!reply.ok())
+        fail();
+    return reply.text;
+}
+
+QString CommandContext::passThrough(const QString& command)
+{
+    const Reply reply = exchange(command, kShortTimeoutMs);
+    return reply.ok() ? ResponseValue(reply.text) : QString();
+}
+
+void CommandContext::fail() const
+{
+    throw CommandFailed{host.log().errorCode()};
+}
+
+} // namespace vireo2

@@ -1,0 +1,221 @@
+#include "commands/command_dispatcher.h"
+
+#include <array>
+
+#include "commands/command_context.h"
+#include "commands/command_error.h"
+#include "commands/command_handlers.h"
+#include "commands/command_table.h"
+#include "settings/log_helper.h"
+
+namespace vireo2 {
+namespace {
+
+// Handlers by command identifier; null entries ("test", "scanset") pass the
+// line to the instrument as it stands.
+const std::array<CommandHandler, kCommandCount>& handlerTable()
+{
+    static const std::array<CommandHandler, kCommandCount> table = {{
+        nullptr,                   // 0 test
+        getSignature,              // 1
+        setNetAdjusterMode,        // 2
+        enableNetAdjuster,         // 3
+        notAvailable,              // 4 storeprofile
+        notAvailable,              // 5 libraryclear
+        notAvailable,              // 6 addlibrary
+        notAvailable,              // 7 getlibrary
+        notAvailable,              // 8 getlibraryjson
+        backupOrRestore,           // 9 backup
+        backupOrRestore,           // 10 restore
+        notAvailable,              // 11 userprofileget
+        notAvailable,              // 12 screenbitmap
+        startLongOperation,        // 13
+        getProgress,               // 14
+        abortLongOperation,        // 15
+        nullptr,                   // 16 scanset
+        scanConfig,                // 17
+        notAvailable,              // 18 scanstart
+        scanGetStatus,             // 19
+        scanAbort,                 // 20
+        scanGetCount,              // 21
+        scanGetData,               // 22
+        notAvailable,              // 23 scanposition
+        notAvailable,              // 24 scanfile
+        notAvailable,              // 25 multistripconfig
+        scanIsSupported,           // 26
+        notAvailable,              // 27 retrieveprofile
+        notAvailable,              // 28 autoscanpaper
+        notAvailable,              // 29 autoscanconfig
+        notAvailable,              // 30 autoscanunusedpatches
+        notAvailable,              // 31 autoscanstart
+        notAvailable,              // 32 autoscansheetlength
+        notAvailable,              // 33 autoscanpatchoffset
+        notAvailable,              // 34 autoscansheetedge
+        batteryState,              // 35
+        notAvailable,              // 36 editlibrary
+        notAvailable,              // 37 userprofileset
+        tetherConfigure,           // 38
+        toolGoto,                  // 39
+        getButtonsTriggered,       // 40
+        notAvailable,              // 41 systemupdate
+        notAvailable,              // 42 gohome
+        notAvailable,              // 43 tr3
+        notAvailable,              // 44 charging
+        sendCommand,               // 45
+        notAvailable,              // 46 addjobtemplate
+        notAvailable,              // 47 editjobtemplate
+        notAvailable,              // 48 getjobtemplate
+        notAvailable,              // 49 removejobtemplate
+        notAvailable,              // 50 getjobtemplatelist
+        notAvailable,              // 51 addtool
+        notAvailable,              // 52 gettool
+        notAvailable,              // 53 removetool
+        notAvailable,              // 54 gettoollist
+        notAvailable,              // 55 addchromexpalette
+        notAvailable,              // 56 removepalettechromex
+        notAvailable,              // 57 addchromexpalettelist
+        notAvailable,              // 58 getchromexpalettelist
+        notAvailable,              // 59 getlog
+        notAvailable,              // 60 digitalloupelist
+        setSpotMeasurementConfig,  // 61
+        addWifiConfiguration,      // 62
+        removeWifiConfiguration,   // 63
+        getWifiAddress,            // 64
+        getConfigList,             // 65
+        calStatusGet,              // 66
+        clockGet,                  // 67
+        clockSet,                  // 68
+        instrumentGet,             // 69
+        instrumentSet,             // 70
+        isM0M1Compliant,           // 71
+        serialNumGet,              // 72
+        menuGo,                    // 73
+        userProfileSelect,         // 74
+        measGet,                   // 75
+        scanGet,                   // 76
+        taskListPaper,             // 77
+    }};
+    return table;
+}
+
+QString faultText(qint32 code)
+{
+    switch (code) {
+    case kMissingArguments: return QStringLiteral("FAILED execute: Missing Arguments");
+    case kInvalidArgument: return QStringLiteral("FAILED execute: Invalid Argument");
+    default: return QStringLiteral("FAILED execute: Invalid Command");
+    }
+}
+
+} // namespace
+
+QString notAvailable(CommandContext&)
+{
+    throw ArgumentFault{kInvalidCommand};
+}
+
+CommandDispatcher::CommandDispatcher(CommandHost& host, const QMap<QString, qint32>& commandIds)
+    : host_(host), commandIds_(commandIds)
+{
+}
+
+QString CommandDispatcher::execute(const QString& text)
+{
+    LogHelper& log = host_.log();
+    log.setErrorCode(0);
+    try {
+        return run(text);
+    } catch (const ArgumentFault& fault) {
+        log.LogErrorOnly(fault.code, faultText(fault.code));
+    } catch (const CommandFailed&) {
+        // The failed exchange has recorded why.
+    } catch (...) {
+        log.LogError(kUnknownError, QStringLiteral("FAILED execute: UNKNOWN Error"));
+    }
+    return QString();
+}
+
+// The queries up to the operation-in-progress test run without the lock, so
+// they answer while a long operation or a locked export runs.
+QString CommandDispatcher::run(const QString& text)
+{
+    if (text.contains(QLatin1String("IsLaserOn")))
+        return QStringLiteral("0");
+    if (text.contains(QLatin1String("Menu Go Home")))
+        return QStringLiteral("<00>");
+    const CommandLine line(text);
+    if (line.isEmpty())
+        return QString();
+    if (line.commandWord() == QLatin1String("setmodel"))
+        return setModel(line);
+    if (text.contains(QLatin1String("GetProgress")))
+        return progressAnswer(host_);
+    if (text.contains(QLatin1String("Abort")))
+        return abortAnswer(host_);
+    if (text.contains(QLatin1String("IsScanRequested")))
+        return host_.takeScanRequested();
+    if (text.contains(QLatin1String("IsM0M1Compliant")))
+        return host_.isM0M1Compliant() ? QStringLiteral("1") : QStringLiteral("0");
+
+    if (!longOperationSettles(host_)) {
+        host_.log().LogError(kOperationInProgress, QStringLiteral("FAILED execute: Operation in Progress"));
+        return QString();
+    }
+    CommandContext context(host_, line);
+    context.port = host_.lockPort();
+    if (!context.port->held())
+        return QString();
+    const QString result = runHandler(identifierOf(line), context);
+    closeMenu(context);
+    return result;
+}
+
+// "vireotr3" is the instrument on its track: both flags. "tr3" marks only
+// the track. The model flag is compared with the mixed-case "Vireo2" after
+// lower-casing, which never matches; that is the established behaviour.
+QString CommandDispatcher::setModel(const CommandLine& line)
+{
+    if (line.size() < 2 || line.word(1).isEmpty())
+        throw ArgumentFault{kMissingArguments};
+    const QString model = line.word(1).toLower();
+    const bool trackAttached = model == QLatin1String("vireotr3") || model == QLatin1String("tr3");
+    const bool trackModel = model == QLatin1String("vireotr3") || model == QLatin1String("Vireo2");
+    host_.setModel(trackAttached, trackModel);
+    return QStringLiteral("<00>");
+}
+
+// Unknown words give 0 (pass-through); a glued two-word key wins.
+qint32 CommandDispatcher::identifierOf(const CommandLine& line) const
+{
+    const auto glued = commandIds_.constFind(line.gluedKey());
+    if (line.size() >= 2 && glued != commandIds_.constEnd())
+        return *glued;
+    return commandIds_.value(line.commandWord(), 0);
+}
+
+QString CommandDispatcher::runHandler(qint32 id, CommandContext& context)
+{
+    if (id < 0 || id >= kCommandCount)
+        id = 0;
+    const CommandHandler handler = handlerTable()[id];
+    if (!handler)
+        return context.passThrough(context.line.text());
+    if (!context.line.hasRequiredWords(commandTable()[id].requiredWords))
+        throw ArgumentFault{kMissingArguments};
+    return handler(context);
+}
+
+// A handler that opened a menu on the instrument leaves it closed again;
+// the close does not change the error record the caller reads.
+void CommandDispatcher::closeMenu(CommandContext& context)
+{
+    if (!context.menuOpen)
+        return;
+    context.menuOpen = false;
+    LogHelper& log = host_.log();
+    const qint32 code = log.errorCode();
+    context.exchange(QStringLiteral("Menu Close"), CommandContext::kShortTimeoutMs);
+    log.setErrorCode(code);
+}
+
+} // namespace vireo2

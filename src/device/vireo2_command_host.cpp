@@ -1,0 +1,153 @@
+#include "device/vireo2_command_host.h"
+
+#include "device/port_lock.h"
+#include "device/vireo2.h"
+#include "device/worker_thread.h"
+#include "scanning/vireo2_scanning.h"
+
+namespace vireo2 {
+namespace {
+
+// The operation lock for one command line, taken as every locked export
+// takes it (a failure is recorded, and may reset the port).
+class DevicePortHold : public PortHold {
+public:
+    explicit DevicePortHold(Nerva& device) : device_(device) { LockPort(device_, token_); }
+    ~DevicePortHold() override { release(); }
+
+    bool held() const override { return !token_.lockFailed; }
+    void release() override
+    {
+        if (released_)
+            return;
+        released_ = true;
+        UnlockPort(device_, token_);
+    }
+
+private:
+    Nerva& device_;
+    PortLockToken token_;
+    bool released_ = false;
+};
+
+} // namespace
+
+LogHelper& Vireo2CommandHost::log()
+{
+    return *device_.log();
+}
+
+const DeviceSettings& Vireo2CommandHost::settings() const
+{
+    return device_.settings();
+}
+
+qint32 Vireo2CommandHost::transact(const QString& command, QByteArray& response, int timeoutMs)
+{
+    return device_.Transact(command, response, timeoutMs);
+}
+
+QString Vireo2CommandHost::sendCommand(const QString& command, int timeoutMs)
+{
+    return device_.SendCommand(command, timeoutMs);
+}
+
+bool Vireo2CommandHost::setOption(const QString& name, const QString& value)
+{
+    return device_.SetOption(name, value);
+}
+
+int Vireo2CommandHost::calibrationStatus()
+{
+    return device_.GetCalStatus();
+}
+
+QString Vireo2CommandHost::aperture() const
+{
+    return device_.aperture();
+}
+
+QString Vireo2CommandHost::takeButtonReports()
+{
+    if (device_.IsConnected())
+        device_.checkButton();
+    QMutexLocker lock(&device_.buttonMutex_);
+    const QString reports = device_.buttonText_;
+    device_.buttonText_.clear();
+    device_.buttonWords_.clear();
+    return reports;
+}
+
+std::unique_ptr<PortHold> Vireo2CommandHost::lockPort()
+{
+    return std::make_unique<DevicePortHold>(device_);
+}
+
+LongOperation* Vireo2CommandHost::longOperation()
+{
+    QMutexLocker lock(&device_.workerMutex_);
+    return device_.workerThread_;
+}
+
+// The previous worker is kept (finished or not) until the device goes.
+void Vireo2CommandHost::startLongOperation(int operation, const QStringList& words)
+{
+    QMutexLocker lock(&device_.workerMutex_);
+    device_.workers_.push_back(std::make_unique<WorkerThread>(&device_, operation, words));
+    device_.workerThread_ = device_.workers_.back().get();
+    device_.workerThread_->start(QThread::InheritPriority);
+}
+
+void Vireo2CommandHost::setModel(bool trackAttached, bool trackModel)
+{
+    device_.trackInUse_ = trackAttached;
+    device_.trackModel_ = trackModel;
+    device_.init();
+}
+
+bool Vireo2CommandHost::isM0M1Compliant() const
+{
+    return device_.m0m1Compliant_;
+}
+
+QString Vireo2CommandHost::takeScanRequested()
+{
+    return device_.scanning()->takeScanRequested() ? QStringLiteral("1") : QStringLiteral("0");
+}
+
+int Vireo2CommandHost::preparednessCounter() const
+{
+    return device_.preparednessCounter_;
+}
+
+void Vireo2CommandHost::setPaperTask(bool on)
+{
+    device_.paperTask_ = on;
+}
+
+int Vireo2CommandHost::scanIsSupported()
+{
+    return device_.ScanIsSupported();
+}
+
+int Vireo2CommandHost::scanGetStatus()
+{
+    return device_.ScanGetStatus();
+}
+
+int Vireo2CommandHost::scanAbort()
+{
+    return device_.ScanAbort();
+}
+
+int Vireo2CommandHost::scanGetCount()
+{
+    return device_.ScanGetCount();
+}
+
+QString Vireo2CommandHost::scanGetData(int patchIndex, int dataSet)
+{
+    return device_.ScanGetData(patchIndex, dataSet);
+}
+
+} // namespace vireo2

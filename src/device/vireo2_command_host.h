@@ -1,0 +1,45 @@
+#pragma once
+
+#include "commands/command_host.h"
+
+namespace vireo2 {
+
+class Vireo2;
+
+// The Vireo2 device as the command dispatcher sees it: one per Execute call.
+class Vireo2CommandHost : public CommandHost {
+public:
+    explicit Vireo2CommandHost(Vireo2& device) : device_(device) {}
+
+    LogHelper& log() override;
+    const DeviceSettings& settings() const override;
+
+    qint32 transact(const QString& command, QByteArray& response, int timeoutMs) override;
+    QString sendCommand(const QString& command, int timeoutMs) override;
+    bool setOption(const QString& name, const QString& value) override;
+    int calibrationStatus() override;
+    QString aperture() const override;
+    QString takeButtonReports() override;
+
+    std::unique_ptr<PortHold> lockPort() override;
+
+    LongOperation* longOperation() override;
+    void startLongOperation(int operation, const QStringList& words) override;
+
+    void setModel(bool trackAttached, bool trackModel) override;
+    bool isM0M1Compliant() const override;
+    QString takeScanRequested() override;
+    int preparednessCounter() const override;
+    void setPaperTask(bool on) override;
+
+    int scanIsSupported() override;
+    int scanGetStatus() override;
+    int scanAbort() override;
+    int scanGetCount() override;
+    QString scanGetData(int patchIndex, int dataSet) override;
+
+private:
+    Vireo2& device_;
+};
+
+} // namespace vireo2

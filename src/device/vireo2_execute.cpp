@@ -1,0 +1,14 @@
+// Execute: the free-form command door, handed to the command dispatcher.
+#include "commands/command_dispatcher.h"
+#include "device/vireo2.h"
+#include "device/vireo2_command_host.h"
+
+namespace vireo2 {
+
+QString Vireo2::Execute(const QString& commandLine)
+{
+    Vireo2CommandHost host(*this);
+    return CommandDispatcher(host, commandIds_).execute(commandLine);
+}
+
+} // namespace vireo2
