@@ -15,7 +15,7 @@ CommandLine::CommandLine(const QString& text) : text_(text)
 bool CommandLine::isEmpty() const
 {
     for (const QString& word : words_) {
-        if (!word.isEmpty())
+        if (!word.trimmed().isEmpty())
             return false;
     }
     return true;

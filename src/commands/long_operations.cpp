@@ -69,9 +69,10 @@ QString startLongOperation(CommandContext& context)
     const int operation = words.size() >= 2 && !words.at(1).isEmpty() ? operationNumber(words.at(1)) : -1;
     if (operation < 0)
         throw ArgumentFault{kInvalidArgument};
-    // The worker takes the lock itself for the whole operation.
+    // The worker takes the lock itself for the whole operation; it gets the
+    // operation's name and argument.
     context.port->release();
-    context.host.startLongOperation(operation, words);
+    context.host.startLongOperation(operation, words.mid(1));
     return QStringLiteral("<00>");
 }
 

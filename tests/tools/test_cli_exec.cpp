@@ -30,5 +30,12 @@ TEST_F(CliTest, ExecConnectsFirstByDefault)
     EXPECT_TRUE(sim_->waitForCommand("version", 0)) << "the instrument was identified";
 }
 
+TEST_F(CliTest, ExecPrintsTheInstrumentsAnswer)
+{
+    const ProgramResult result = vireo2AgainstSim({QStringLiteral("exec"), QStringLiteral("serialnum get inst")});
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(result.out, QStringLiteral("SERIALNUM 0x00 ") + kSerial + QLatin1Char('\n'));
+}
+
 } // namespace
 } // namespace vireo2::test

@@ -18,6 +18,8 @@ struct DefaultInstrumentOptions {
     QString serialNumber = QStringLiteral("2025VR2041217X");
     QString plaqueSerial = QStringLiteral("HUGA-58812");
     QString deviceName = QStringLiteral("Vireo2 Lab");
+    // Answer to "oem get identifier".
+    QString oemIdentifier = QStringLiteral("HUERON-OEM-7731");
     QString aperture = QStringLiteral("4.0mm");
     bool polarizer = true;
     // A fresh instrument needs calibrating before it measures.
@@ -35,11 +37,15 @@ struct DefaultInstrumentOptions {
     // The sample under the instrument: a name ("TCS01" ... "TCS14",
     // "OBA-WHITE") or "cycle" for the next sample at every reading.
     QString sample = QStringLiteral("cycle");
+    // Battery charge in percent, and whether the charger is connected.
+    int batteryPercent = 87;
+    bool charging = false;
 };
 
 // The simulated Vireo2: identification, calibration, measurement with four
 // measurement conditions, readings taken with the instrument's own button,
-// the power state and the correction-profile switch.
+// the power state, the correction-profile switch, and the housekeeping
+// commands (clock, device name, tools, tethered screen, battery).
 std::unique_ptr<InstrumentModel> createDefaultInstrument(const DefaultInstrumentOptions& options = {});
 
 } // namespace vireo2::sim

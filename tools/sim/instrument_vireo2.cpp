@@ -59,6 +59,7 @@ SimulatedVireo2::SimulatedVireo2(const DefaultInstrumentOptions& options)
     }
     installCommands();
     installControls();
+    installHousekeepingControls();
 }
 
 QByteArray SimulatedVireo2::reply(const QByteArray& command)
@@ -72,6 +73,8 @@ QByteArray SimulatedVireo2::reply(const QByteArray& command)
     const auto handler = commands_.constFind(key);
     if (handler != commands_.constEnd())
         return (*handler)(words);
+    if (const auto answer = housekeepingReply(key, words, command))
+        return *answer;
     if (key.startsWith(QLatin1String("meas get refls ")) && words.size() == 4)
         return reflectance(words.at(3));
     // Anything else is acknowledged, as the instrument does for settings and

@@ -39,6 +39,12 @@ private:
 
     void installCommands();
     void installControls();
+    // instrument_vireo2_housekeeping.cpp
+    void installHousekeepingControls();
+    // Commands that carry arguments (clock write, tool goto, ...); nothing
+    // when the command is not one of them.
+    std::optional<QByteArray> housekeepingReply(const QString& key, const QStringList& words,
+                                                const QByteArray& command);
 
     // Instrument commands.
     QByteArray calibrationStatus();
@@ -87,6 +93,12 @@ private:
     bool refuseReadout_ = false;
     QMap<QString, int> truncatedConditions_;  // condition name -> values sent
     Profile profile_ = Profile::Disabled;
+
+    // Housekeeping: the instrument clock as an offset from the host's UTC
+    // clock, and the tool on its screen.
+    qint64 clockOffsetS_ = 0;
+    QString tool_ = QStringLiteral("ink");
+    QString previousTool_ = QStringLiteral("ink");
 };
 
 } // namespace vireo2::sim
