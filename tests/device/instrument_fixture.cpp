@@ -1,22 +1,8 @@
 #include "instrument_fixture.h"
 
-#include <QDeadlineTimer>
-#include <QThread>
-
 #include "vireo2.h"
 
 namespace vireo2::test {
-
-bool eventually(const std::function<bool()>& condition, int timeoutMs)
-{
-    QDeadlineTimer deadline(timeoutMs);
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return false;
-        QThread::msleep(5);
-    }
-    return true;
-}
 
 void InstrumentTest::SetUp()
 {
@@ -38,10 +24,18 @@ void InstrumentTest::control(const QString& line)
     ASSERT_TRUE(answer.startsWith(QLatin1String("SIM 0x00"))) << line.toStdString() << " -> " << answer.toStdString();
 }
 
-void InstrumentTest::connectInstrument()
+void InstrumentTest::script(const QByteArray& command, const QByteArray& reply)
+{
+    sim_.faults().add(sim::Fault::on(command).replying(reply));
+}
+
+void InstrumentTest::connectInstrument(bool polling)
 {
     ASSERT_TRUE(Connect()) << lastError();
     ASSERT_TRUE(IsConnected());
+    if (!polling) {
+        ASSERT_TRUE(SetConfiguration("STOP_POLL"));
+    }
 }
 
 void InstrumentTest::connectCalibrated(const QString& sample)
@@ -60,14 +54,21 @@ int InstrumentTest::count(const QByteArray& command) const
     return n;
 }
 
+::testing::AssertionResult InstrumentTest::hasError(int code, const char* text)
+{
+    if (GetLastErrorCode() == code && std::string(GetLastErrorString()) == text)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "error record is " << lastError();
+}
+
 std::string InstrumentTest::lastError()
 {
     return std::to_string(GetLastErrorCode()) + " " + GetLastErrorString();
 }
 
-QString InstrumentTest::logText(const TestEnvironment& env)
+bool InstrumentTest::attributesSay(const char* text)
 {
-    return TestEnvironment::readFile(env.logFile());
+    return std::string(GetMeasAttributes()).find(text) != std::string::npos;
 }
 
 } // namespace vireo2::test

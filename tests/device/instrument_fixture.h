@@ -5,16 +5,13 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
-#include <functional>
 #include <string>
 
+#include "device_test_util.h"
 #include "sim_server.h"
 #include "test_environment.h"
 
 namespace vireo2::test {
-
-// Polls `condition` every 5 ms until it holds or `timeoutMs` pass.
-bool eventually(const std::function<bool()>& condition, int timeoutMs = 2000);
 
 // A process-private library pointed at an in-process simulated instrument
 // over TCP on 127.0.0.1. Every case runs in its own process, so each starts
@@ -30,8 +27,11 @@ protected:
     // A control line for the simulated instrument ("calibration valid", ...);
     // fails the test when the instrument refuses it.
     void control(const QString& line);
-    // Connects and checks the result.
-    void connectInstrument();
+    // The instrument's next reply to `command` (the whole command or its first word).
+    void script(const QByteArray& command, const QByteArray& reply);
+    // Connects and checks the result. Without polling, scripted replies are
+    // met only by the host's own commands.
+    void connectInstrument(bool polling = true);
     // Connects, calibrates and fixes the sample (no noise) for exact spectra.
     void connectCalibrated(const QString& sample = QStringLiteral("TCS09"));
 
@@ -40,9 +40,12 @@ protected:
     void clearCommands() { sim_.engine().clearCommands(); }
     // How often `command` arrived (compared ignoring case).
     int count(const QByteArray& command) const;
+    QString log() const { return TestEnvironment::readFile(env_.logFile()); }
 
+    // The error pair: EXPECT_TRUE(hasError(0x5009, "FAILED Measure:  Needs Calibration")).
+    static ::testing::AssertionResult hasError(int code, const char* text);
     static std::string lastError();
-    static QString logText(const TestEnvironment& env);
+    static bool attributesSay(const char* text);
 
     TestEnvironment env_;
     sim::SimServer sim_;

@@ -1,6 +1,5 @@
 // The command exchange seen through SendCommand and the operations that use
 // it: statuses, error records, transport failures and re-entry.
-#include <QThread>
 #include <thread>
 
 #include "instrument_fixture.h"
@@ -11,78 +10,47 @@ using vireo2::sim::Fault;
 
 namespace {
 
+const char* const kCalPlaque = "SERIALNUM 0x00 HUGA-58812";
+
 class ExchangeTest : public InstrumentTest {
 protected:
     void SetUp() override
     {
         InstrumentTest::SetUp();
-        connectInstrument();
-        // Keep the background poll out of the scripted exchanges.
-        ASSERT_TRUE(SetConfiguration("STOP_POLL"));
-    }
-
-    void script(const QByteArray& command, const QByteArray& reply)
-    {
-        sim_.faults().add(Fault::on(command).replying(reply));
+        // Without the background poll, scripted replies meet only these exchanges.
+        connectInstrument(false);
     }
 };
 
-TEST_F(ExchangeTest, SendCommandReturnsTheRawReplyOnSuccess)
+TEST_F(ExchangeTest, StatusesReachTheErrorRecord)
 {
-    EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), "SERIALNUM 0x00 HUGA-58812");
-    EXPECT_EQ(GetLastErrorCode(), 0);
-}
-
-TEST_F(ExchangeTest, ToleratedStatus12IsReturnedWithoutAnErrorRecord)
-{
-    script("probe", "PROBE 0x12");
-    EXPECT_STREQ(SendCommand("probe", 1000), "");
-    EXPECT_EQ(GetLastErrorCode(), 0x12);
-    EXPECT_STREQ(GetLastErrorString(), "<00>");
-}
-
-TEST_F(ExchangeTest, Status07OfAnOrdinaryCommandReadsAsPending)
-{
-    script("probe", "PROBE 0x07");
-    EXPECT_STREQ(SendCommand("probe", 1000), "");
-    EXPECT_EQ(GetLastErrorCode(), 7);
-    EXPECT_STREQ(GetLastErrorString(), "<07>");
-}
-
-TEST_F(ExchangeTest, InstrumentErrorStatusIsRecorded)
-{
-    script("probe", "PROBE 0x3c trailing words");
-    EXPECT_STREQ(SendCommand("probe", 1000), "");
-    EXPECT_EQ(GetLastErrorCode(), 0x3C);
-    EXPECT_STREQ(GetLastErrorString(), "FAILED: Status Error 3C");
-}
-
-TEST_F(ExchangeTest, ReplyWithoutStatusIsMinusOne)
-{
-    script("probe", "PROBE");
-    EXPECT_STREQ(SendCommand("probe", 1000), "");
-    EXPECT_EQ(GetLastErrorCode(), -1);
-    EXPECT_STREQ(GetLastErrorString(), "FAILED: Status Error FFFFFFFF");
+    EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), kCalPlaque);
+    EXPECT_TRUE(hasError(0, "<00>"));
+    struct Case {
+        const char* command;
+        const char* reply;
+        int code;
+        const char* record;
+    };
+    const Case cases[] = {
+        {"probe", "PROBE 0x12", 0x12, "<00>"},  // tolerated: no error text
+        {"probe", "PROBE 0x07", 7, "<07>"},     // pending
+        {"probe", "PROBE 0x3c trailing words", 0x3C, "FAILED: Status Error 3C"},
+        {"probe", "PROBE", -1, "FAILED: Status Error FFFFFFFF"},
+        // The polled commands show their status as it came.
+        {"meas done?", "MEAS 0x85", 0x85, "<85>"},
+        {"scan get patchrecrefls", "SCAN 0x0a 12 patches", 10, "<0a>"},
+        // "Nothing new" from a poll leaves the record as it was.
+        {"meas done?", "MEAS 0x07", 10, "<0a>"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.reply);
+        script(c.command, c.reply);
+        EXPECT_STREQ(SendCommand(c.command, 1000), "");
+        EXPECT_TRUE(hasError(c.code, c.record));
+    }
     // A bad reply is not a transport failure: the link stays.
-    EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), "SERIALNUM 0x00 HUGA-58812");
-}
-
-TEST_F(ExchangeTest, PolledCommandsShowTheirStatusInTheRecord)
-{
-    script("meas done?", "MEAS 0x85");
-    EXPECT_STREQ(SendCommand("meas done?", 1000), "");
-    EXPECT_EQ(GetLastErrorCode(), 0x85);
-    EXPECT_STREQ(GetLastErrorString(), "<85>");
-
-    script("scan get patchrecrefls", "SCAN 0x0a 12 patches");
-    EXPECT_STREQ(SendCommand("scan get patchrecrefls", 1000), "");
-    EXPECT_EQ(GetLastErrorCode(), 10);
-    EXPECT_STREQ(GetLastErrorString(), "<0a>");
-
-    // "Nothing new" from a poll leaves the record as it was.
-    script("meas done?", "MEAS 0x07");
-    EXPECT_STREQ(SendCommand("meas done?", 1000), "");
-    EXPECT_EQ(GetLastErrorCode(), 10);
+    EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), kCalPlaque);
 }
 
 TEST_F(ExchangeTest, InProgressReplyIsPolledToTheEnd)
@@ -101,13 +69,12 @@ TEST_F(ExchangeTest, TransportFailureOnAnOrdinaryCommandClosesThePort)
     EXPECT_TRUE(sim_.waitForClientCount(0, 2000));
     clearCommands();
     EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), "");
-    EXPECT_EQ(GetLastErrorCode(), 0x5001);
-    EXPECT_STREQ(GetLastErrorString(), "FAILED Send: NOT Connected");
+    EXPECT_TRUE(hasError(0x5001, "FAILED Send: NOT Connected"));
     EXPECT_TRUE(commands().isEmpty());
     // The device still counts as connected until the host reconnects.
     EXPECT_TRUE(IsConnected());
     connectInstrument();
-    EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), "SERIALNUM 0x00 HUGA-58812");
+    EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), kCalPlaque);
 }
 
 TEST_F(ExchangeTest, TransportFailureOnPolledCommandsKeepsThePort)
@@ -116,24 +83,22 @@ TEST_F(ExchangeTest, TransportFailureOnPolledCommandsKeepsThePort)
         sim_.faults().add(Fault::on(polled).withLengthField(2));
         EXPECT_STREQ(SendCommand(polled, 1000), "");
         EXPECT_EQ(GetLastErrorCode(), 0x5007) << polled;
-        EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), "SERIALNUM 0x00 HUGA-58812") << polled;
+        EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), kCalPlaque) << polled;
     }
     EXPECT_EQ(sim_.clientCount(), 1);
 }
 
 TEST_F(ExchangeTest, SecondExchangeDuringALongOneIsRefusedWithoutDisturbingIt)
 {
-    control(QStringLiteral("calibration valid"));
-    control(QStringLiteral("measure time 900"));
-    bool measured = false;
-    std::thread host([&] { measured = Measure(); });
-    ASSERT_TRUE(sim_.waitForCommand("Meas Run", 2000));
-    // BlackCal takes no lock: it meets the running exchange.
+    sim_.faults().add(Fault::on("slow").replying("SLOW 0x00 late").delayedBy(800));
+    std::string answer;
+    std::thread host([&] { answer = SendCommand("slow", 3000); });
+    ASSERT_TRUE(sim_.waitForCommand("slow", 2000));
+    // BlackCal takes no lock: after a brief wait it meets the running exchange.
     EXPECT_FALSE(BlackCal());
-    EXPECT_EQ(GetLastErrorCode(), 0x501E);
-    EXPECT_STREQ(GetLastErrorString(), "Operation in progress.");
+    EXPECT_TRUE(hasError(0x501E, "Operation in progress."));
     host.join();
-    EXPECT_TRUE(measured) << lastError();
+    EXPECT_EQ(answer, "SLOW 0x00 late");
     EXPECT_EQ(count("CalBlack"), 0);
     EXPECT_TRUE(IsConnected());
     EXPECT_TRUE(BlackCal());
