@@ -1,35 +1,23 @@
 // The device object itself, for what no export can reach: the fallback to
 // the other USB link (whose real address may not be contacted from a test),
-// the track step, running without an instrument, button reports and the
-// status check's try-lock.
+// the track step, running without an instrument, the firmware gate, button
+// reports, the long-operation thread and the status check's try-lock.
 #include <gtest/gtest.h>
 
 #include <QDir>
 #include <QFile>
-#include <QTcpServer>
-#include <QThread>
 #include <thread>
 
 #include "device/vireo2.h"
 #include "device/worker_thread.h"
+#include "device_test_util.h"
 #include "sim_server.h"
 #include "test_environment.h"
 
+using namespace vireo2::test;
 using vireo2::sim::Fault;
-using vireo2::sim::SimServer;
-using vireo2::test::TestEnvironment;
 
 namespace {
-
-bool eventually(const std::function<bool()>& condition, int timeoutMs = 2000)
-{
-    for (int waited = 0; !condition(); waited += 5) {
-        if (waited >= timeoutMs)
-            return false;
-        QThread::msleep(5);
-    }
-    return true;
-}
 
 // The device with its protected state reachable, and the USB network link
 // pointed at a loopback address.
@@ -37,24 +25,14 @@ class TestableVireo2 : public vireo2::Vireo2 {
 public:
     QByteArray linkAddress;
 
-    using Vireo2::instrumentPresent_;
-    using Vireo2::trackInUse_;
-    using Vireo2::operationMutex_;
     using Vireo2::firmwareVersion_;
-    using Vireo2::firmwareGateOn;
+    using Vireo2::instrumentPresent_;
+    using Vireo2::operationMutex_;
+    using Vireo2::trackInUse_;
 
 protected:
     QByteArray usbNetworkAddress() const override { return linkAddress; }
 };
-
-QByteArray closedAddress()
-{
-    QTcpServer probe;
-    probe.listen(QHostAddress::LocalHost, 0);
-    const quint16 port = probe.serverPort();
-    probe.close();
-    return "127.0.0.1:" + QByteArray::number(port);
-}
 
 class DeviceTest : public ::testing::Test {
 protected:
@@ -65,50 +43,50 @@ protected:
         device_ = std::make_unique<TestableVireo2>();
         device_->init();
         device_->linkAddress = sim_.address();
-        device_->SetOption(QStringLiteral("connection_attempts"), QStringLiteral("1"));
+        setOption("connection_attempts", "1");
     }
 
-    void TearDown() override
-    {
-        device_->Disconnect();
-        device_.reset();
-    }
+    void TearDown() override { device_->Disconnect(); }
 
-    QString log() const { return TestEnvironment::readFile(env_.logFile()); }
+    void setOption(const char* name, const QString& value) { device_->SetOption(QLatin1String(name), value); }
     QString method() { return device_->GetOption(QStringLiteral("connection_method")); }
+    QString errorText() const { return QString::fromLatin1(device_->log()->errorText()); }
+    QString log() const { return TestEnvironment::readFile(env_.logFile()); }
+    void useSimulator()
+    {
+        setOption("connection_method", QStringLiteral("TCP"));
+        setOption("device_ip_address", QString::fromLatin1(sim_.address()));
+    }
 
     TestEnvironment env_;
-    SimServer sim_;
+    vireo2::sim::SimServer sim_;
     std::unique_ptr<TestableVireo2> device_;
 };
 
 TEST_F(DeviceTest, UsbFallsBackToTheUsbNetworkLinkAndRemembersIt)
 {
-    device_->SetOption(QStringLiteral("connection_method"), QStringLiteral("USB"));
-    ASSERT_TRUE(device_->Connect()) << device_->log()->errorText().constData();
+    setOption("connection_method", QStringLiteral("USB"));
+    ASSERT_TRUE(device_->Connect()) << errorText().toStdString();
     EXPECT_TRUE(device_->IsConnected());
     EXPECT_EQ(method(), QStringLiteral("USB_TCPIP"));
     EXPECT_EQ(sim_.commands().value(0), QByteArray("version"));
 }
 
-TEST_F(DeviceTest, UsbNetworkLinkFallsBackToUsbOnceAndKeepsTheLastTried)
+TEST_F(DeviceTest, FallbackHappensOnceAndOnlyBetweenTheExactUsbNames)
 {
     device_->linkAddress = closedAddress();
-    device_->SetOption(QStringLiteral("connection_method"), QStringLiteral("USB_TCPIP"));
+    setOption("connection_method", QStringLiteral("USB_TCPIP"));
     EXPECT_FALSE(device_->Connect());
     EXPECT_FALSE(device_->IsConnected());
-    EXPECT_EQ(method(), QStringLiteral("USB"));
+    EXPECT_EQ(method(), QStringLiteral("USB")) << "the link tried last is kept";
     EXPECT_EQ(device_->log()->errorCode(), 0x5000);
-    EXPECT_TRUE(device_->log()->errorText().startsWith("Unable to connect to Vireo2 - FAILED OpenPort"));
-}
+    EXPECT_TRUE(errorText().startsWith(QStringLiteral("Unable to connect to Vireo2 - FAILED OpenPort")));
 
-TEST_F(DeviceTest, MethodIsComparedUpperCasedWhenOpening)
-{
-    // "usb" opens the USB transport, but only the exact names fall back.
-    device_->SetOption(QStringLiteral("connection_method"), QStringLiteral("usb"));
+    // "usb" opens the USB transport, but does not fall back.
+    setOption("connection_method", QStringLiteral("usb"));
     EXPECT_FALSE(device_->Connect());
     EXPECT_EQ(method(), QStringLiteral("usb"));
-    EXPECT_TRUE(device_->log()->errorText().contains("USB Device not found"));
+    EXPECT_TRUE(errorText().contains(QStringLiteral("USB Device not found")));
 }
 
 TEST_F(DeviceTest, TrackInUseFailsConnectAndBlocksLaterAttempts)
@@ -117,8 +95,7 @@ TEST_F(DeviceTest, TrackInUseFailsConnectAndBlocksLaterAttempts)
     EXPECT_EQ(device_->GetAvailableSettings(), QStringLiteral("Connection_Method;device_ip_address;TR3_Address"));
     EXPECT_FALSE(device_->Connect());
     EXPECT_EQ(device_->log()->errorCode(), 0x5000);
-    EXPECT_EQ(QString::fromLatin1(device_->log()->errorText()),
-              QStringLiteral("Unable to connect to TR3 - 172.16.1.100:23: no track link"));
+    EXPECT_EQ(errorText(), QStringLiteral("Unable to connect to TR3 - 172.16.1.100:23: no track link"));
     // The failed track step leaves the connection attempt marked as running.
     EXPECT_FALSE(device_->Disconnect());
     device_->trackInUse_ = false;
@@ -128,8 +105,7 @@ TEST_F(DeviceTest, TrackInUseFailsConnectAndBlocksLaterAttempts)
 
 TEST_F(DeviceTest, DisconnectDuringConnectIsRefused)
 {
-    device_->SetOption(QStringLiteral("connection_method"), QStringLiteral("TCP"));
-    device_->SetOption(QStringLiteral("device_ip_address"), QString::fromLatin1(sim_.address()));
+    useSimulator();
     sim_.faults().add(Fault::on("version").delayedBy(400));
     bool connected = false;
     std::thread host([&] { connected = device_->Connect(); });
@@ -153,58 +129,39 @@ TEST_F(DeviceTest, WithoutAnInstrumentTheBuiltInAnswersAndTheSpotFileStandIn)
     EXPECT_EQ(device_->SendCommand(QStringLiteral("anything"), 0), QStringLiteral("<00>"));
     EXPECT_TRUE(sim_.commands().isEmpty());
 
+    // Two leading fields, then one value per wavelength; floored as measured.
     QFile spot(QDir::currentPath() + QStringLiteral("/spot.csv"));
     ASSERT_TRUE(spot.open(QIODevice::WriteOnly | QIODevice::Text));
-    QByteArray first = "1,ignored";
-    QByteArray second = "2,,";
-    for (int i = 0; i < 31; ++i) {
-        first += ',' + QByteArray::number(0.5 + i / 100.0);
-        second += i == 3 ? QByteArray(",-0.2") : QByteArray(",0");
-    }
-    spot.write(first + '\n' + second + '\n');
+    for (int i = 0; i < 31; ++i)
+        spot.write((i == 0 ? "1,ignored," : ",") + QByteArray::number(0.5 + i / 100.0));
+    spot.write("\n2,x,-0.2" + QByteArray(",0").repeated(30) + '\n');
     spot.close();
-
     EXPECT_FALSE(device_->Measure());
     EXPECT_TRUE(device_->IsDataReady());
     EXPECT_FLOAT_EQ(device_->GetSpectralData(0, 0), 0.5f);
     EXPECT_FLOAT_EQ(device_->GetSpectralData(0, 30), 0.8f);
-    EXPECT_EQ(double(device_->GetSpectralData(1, 3)), 9.999999747378752e-05);
-    EXPECT_EQ(double(device_->GetSpectralData(1, 4)), 9.999999747378752e-05);
+    EXPECT_EQ(double(device_->GetSpectralData(1, 0)), 9.999999747378752e-05);
+    EXPECT_EQ(double(device_->GetSpectralData(1, 30)), 9.999999747378752e-05);
     EXPECT_FLOAT_EQ(device_->GetSpectralData(2, 0), -1.0f);
 }
 
 TEST_F(DeviceTest, LongOperationsEndFailedAndNeedTheirArgument)
 {
-    vireo2::WorkerThread backup(device_.get(), 1, {QStringLiteral("backup"), QString()});
-    backup.start();
-    ASSERT_TRUE(backup.wait(5000));
-    EXPECT_EQ(backup.progress(), -1.0);
+    auto run = [this](int operation, const QStringList& arguments) {
+        vireo2::WorkerThread worker(device_.get(), operation, arguments);
+        worker.start();
+        EXPECT_TRUE(worker.wait(5000));
+        return worker.progress();
+    };
+    EXPECT_EQ(run(1, {QStringLiteral("backup"), QString()}), -1.0);
     EXPECT_EQ(device_->log()->errorCode(), 20502);
-    EXPECT_EQ(device_->log()->errorText(), QByteArray("FAILED execute: Missing Arguments"));
-
+    EXPECT_EQ(errorText(), QStringLiteral("FAILED execute: Missing Arguments"));
     device_->log()->setError(0, QStringLiteral("<00>"));
-    vireo2::WorkerThread restore(device_.get(), 2, {QStringLiteral("restore"), QStringLiteral("clone.bin")});
-    restore.start();
-    ASSERT_TRUE(restore.wait(5000));
-    EXPECT_EQ(restore.progress(), -1.0);
+    EXPECT_EQ(run(2, {QStringLiteral("restore"), QStringLiteral("clone.bin")}), -1.0);
     EXPECT_EQ(device_->log()->errorCode(), 0);
     // The lock is free again.
     EXPECT_TRUE(device_->operationMutex_->tryLock(0));
     device_->operationMutex_->unlock();
-}
-
-TEST_F(DeviceTest, FirmwareGateOpensFromVersion2Minor1OrBuild192)
-{
-    const QList<QPair<QString, bool>> cases{
-        {QStringLiteral("2.0.0"), true},    {QStringLiteral("1.0.191"), false}, {QStringLiteral("1.0.192"), true},
-        {QStringLiteral("1.1.0"), true},    {QStringLiteral("0.5"), false},     {QString(), false},
-        {QStringLiteral("Hueron Vireo2 Plus 1.0.150"), false},
-        {QStringLiteral("Hueron Vireo2 Plus 0.5.398"), true},
-    };
-    for (const auto& [version, open] : cases) {
-        device_->firmwareVersion_ = version;
-        EXPECT_EQ(device_->firmwareGateOn(), open) << version.toStdString();
-    }
 }
 
 class ConnectedDeviceTest : public DeviceTest {
@@ -212,13 +169,39 @@ protected:
     void SetUp() override
     {
         DeviceTest::SetUp();
-        device_->SetOption(QStringLiteral("connection_method"), QStringLiteral("TCP"));
-        device_->SetOption(QStringLiteral("device_ip_address"), QString::fromLatin1(sim_.address()));
+        useSimulator();
         ASSERT_TRUE(device_->Connect());
     }
 
     QString control(const QString& line) { return sim_.engine().model().control(line); }
+    void stopPolling() { device_->SetConfiguration(QStringLiteral("STOP_POLL")); }
 };
+
+TEST_F(ConnectedDeviceTest, OnlyFirmwareThatDozesIsWokenBeforeMeasuring)
+{
+    stopPolling();
+    control(QStringLiteral("calibration valid"));
+    control(QStringLiteral("measure time 0"));
+    control(QStringLiteral("wake time 150"));
+    // The gate opens from 2.x, 1.1 or build 192 on; the version is the whole
+    // "version get" text.
+    const QList<QPair<QString, bool>> cases{
+        {QStringLiteral("2.0.0"), true},    {QStringLiteral("1.0.191"), false}, {QStringLiteral("1.0.192"), true},
+        {QStringLiteral("1.1.0"), true},    {QStringLiteral("0.5"), false},     {QString(), false},
+        {QStringLiteral("Hueron Vireo2 Plus 1.0.150"), false},
+        {QStringLiteral("Hueron Vireo2 Plus 0.5.398"), true},
+    };
+    for (const auto& [version, open] : cases) {
+        SCOPED_TRACE(version.toStdString());
+        control(QStringLiteral("sleep"));
+        sim_.engine().clearCommands();
+        device_->firmwareVersion_ = version;
+        QByteArray reply;
+        // Woken, it measures once awake; left asleep, it refuses (0x8B).
+        EXPECT_EQ(device_->Transact(QStringLiteral("Meas Run"), reply, 3000), open ? 0 : 0x8B);
+        EXPECT_EQ(sim_.commands().count("spectro system wake"), open ? 1 : 0);
+    }
+}
 
 TEST_F(ConnectedDeviceTest, ButtonReportsAccumulate)
 {
@@ -249,8 +232,8 @@ TEST_F(ConnectedDeviceTest, OutOfSequenceCompletionIsLoggedAndIgnored)
     control(QStringLiteral("calibration valid"));
     sim_.faults().add(Fault::on("meas done?").replying("MEAS 0x00 stray"));
     ASSERT_TRUE(eventually([this] {
-        return log().contains(QStringLiteral(
-            "***** COMMAND/RESPONSE OUT OF SEQUENCE ***** SEND:meas done? RECV:MEAS 0x00 stray"));
+        return log().contains(
+            QStringLiteral("***** COMMAND/RESPONSE OUT OF SEQUENCE ***** SEND:meas done? RECV:MEAS 0x00 stray"));
     }));
     EXPECT_FALSE(device_->IsDataReady());
     EXPECT_EQ(sim_.commands().count("measconfig get polarizer"), 0);
@@ -258,7 +241,7 @@ TEST_F(ConnectedDeviceTest, OutOfSequenceCompletionIsLoggedAndIgnored)
 
 TEST_F(ConnectedDeviceTest, PayloadsAfterTheBarStayOutOfTheLog)
 {
-    device_->SetConfiguration(QStringLiteral("STOP_POLL"));
+    stopPolling();
     sim_.faults().add(Fault::on("tethered").replying("TETHERED 0x00 accepted|0123456789"));
     QByteArray reply;
     ASSERT_EQ(device_->Transact(QStringLiteral("tethered configure 0 ! |{\"tethered\":{}}"), reply, 5000), 0);
@@ -269,49 +252,36 @@ TEST_F(ConnectedDeviceTest, PayloadsAfterTheBarStayOutOfTheLog)
         << log().toStdString();
 }
 
+TEST_F(ConnectedDeviceTest, ScanDataRepliesAreLoggedWithTheirSize)
+{
+    stopPolling();
+    sim_.faults().add(Fault::on("scan get refls").replying("SCAN 0x90 |{\"a\":1}"));
+    QByteArray reply;
+    EXPECT_EQ(device_->Transact(QStringLiteral("Scan Get Refls"), reply, 3000), 0x90);
+    EXPECT_EQ(errorText(), QStringLiteral("<90>"));
+    EXPECT_TRUE(log().contains(QStringLiteral("SEND:Scan Get Refls - RECV:SCAN 0x90 |{\"a\":1}SCAN 0x90 - 18 bytes")))
+        << log().toStdString();
+}
+
 TEST_F(ConnectedDeviceTest, DisconnectWithoutTheLockLeavesTheTransportToItsUser)
 {
     // A host thread that could not get the lock disconnects while another
     // thread is inside an exchange: the exchange ends, nothing is freed
     // under it.
-    device_->SetConfiguration(QStringLiteral("STOP_POLL"));
+    stopPolling();
     sim_.faults().add(Fault::on("slow").replying("SLOW 0x00 late").delayedBy(500));
-    qint32 status = 0;
+    qint32 status = -2;
     std::thread user([&] {
-        device_->operationMutex_->lock();
+        QMutexLocker lock(device_->operationMutex_.get());
         QByteArray reply;
         status = device_->Transact(QStringLiteral("slow"), reply, 3000);
-        device_->operationMutex_->unlock();
     });
     ASSERT_TRUE(sim_.waitForCommand("slow", 2000));
     EXPECT_TRUE(device_->Disconnect());
     user.join();
-    // The exchange under way is finished before the link goes.
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(status, 0) << "the exchange under way is finished before the link goes";
     EXPECT_FALSE(device_->IsConnected());
     ASSERT_TRUE(device_->Connect());
-}
-
-TEST_F(ConnectedDeviceTest, ScanDataRepliesAreLoggedWithTheirSize)
-{
-    device_->SetConfiguration(QStringLiteral("STOP_POLL"));
-    sim_.faults().add(Fault::on("scan get refls").replying("SCAN 0x90 |{\"a\":1}"));
-    QByteArray reply;
-    EXPECT_EQ(device_->Transact(QStringLiteral("Scan Get Refls"), reply, 3000), 0x90);
-    EXPECT_EQ(QString::fromLatin1(device_->log()->errorText()), QStringLiteral("<90>"));
-    EXPECT_TRUE(log().contains(QStringLiteral("SEND:Scan Get Refls - RECV:SCAN 0x90 |{\"a\":1}SCAN 0x90 - 18 bytes")))
-        << log().toStdString();
-}
-
-TEST_F(ConnectedDeviceTest, StatusThreadStopsWithDisconnect)
-{
-    ASSERT_TRUE(device_->Disconnect());
-    sim_.engine().clearCommands();
-    QThread::msleep(400);
-    EXPECT_TRUE(sim_.commands().isEmpty());
-    // Stopping again is harmless.
-    EXPECT_TRUE(device_->stopStatusThread());
-    EXPECT_TRUE(device_->Disconnect());
 }
 
 } // namespace
