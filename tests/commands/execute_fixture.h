@@ -15,8 +15,7 @@ protected:
     void SetUp() override
     {
         InstrumentTest::SetUp();
-        ASSERT_NO_FATAL_FAILURE(connectInstrument());
-        ASSERT_TRUE(SetConfiguration("STOP_POLL"));
+        ASSERT_NO_FATAL_FAILURE(connectInstrument(false));
         clearCommands();
     }
 
@@ -31,12 +30,6 @@ protected:
                 result << command;
         }
         return result;
-    }
-
-    static void expectError(int code, const char* text)
-    {
-        EXPECT_EQ(GetLastErrorCode(), code);
-        EXPECT_STREQ(GetLastErrorString(), text);
     }
 };
 

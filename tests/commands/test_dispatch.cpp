@@ -29,8 +29,8 @@ TEST_F(DispatchTest, SpellingsReachTheSameCommand)
 
 TEST_F(DispatchTest, UnknownWordsAndScansetPassTheWholeLine)
 {
-    sim_.faults().add(Fault::on("frob now").replying("FROB 0x00 two words"));
-    sim_.faults().add(Fault::on("frob later").replying("FROB 0x31"));
+    script("frob now", "FROB 0x00 two words");
+    script("frob later", "FROB 0x31");
     const QList<QPair<QString, QString>> cases{
         {"test", "NO VALUE FOUND"},         {"scanset speed  5", "NO VALUE FOUND"},
         {"islaseron", "NO VALUE FOUND"},    {"clock set;2020", "NO VALUE FOUND"},
@@ -42,7 +42,7 @@ TEST_F(DispatchTest, UnknownWordsAndScansetPassTheWholeLine)
     EXPECT_EQ(sent(), (QList<QByteArray>{"test", "scanset speed  5", "islaseron", "clock set;2020", "frob now",
                                          "meas get mode", "scanconfig 8 6.5"}));
     EXPECT_EQ(exec("frob later"), QString());
-    expectError(0x31, "FAILED: Status Error 31");
+    EXPECT_TRUE(hasError(0x31, "FAILED: Status Error 31"));
 }
 
 TEST_F(DispatchTest, ArgumentFaultsAreRecordedAndSendNothing)
@@ -63,8 +63,7 @@ TEST_F(DispatchTest, ArgumentFaultsAreRecordedAndSendNothing)
                            "FAILED execute: Invalid Command"};
     for (const Case& c : cases) {
         EXPECT_EQ(exec(QString::fromLatin1(c.line)), QString()) << c.line;
-        EXPECT_EQ(GetLastErrorCode(), c.code) << c.line;
-        EXPECT_STREQ(GetLastErrorString(), texts[c.code - 20502]) << c.line;
+        EXPECT_TRUE(hasError(c.code, texts[c.code - 20502])) << c.line;
     }
     EXPECT_TRUE(sent().isEmpty());
     // Clones are not taken as direct commands: empty, with no error.
@@ -88,20 +87,20 @@ TEST_F(DispatchTest, SendcommandTakesATrailingTimeoutOfAtLeastThreeSeconds)
 
 TEST_F(DispatchTest, AFailedExchangeKeepsItsOwnError)
 {
-    sim_.faults().add(Fault::on("tool goto tethered").replying("TOOL 0x21"));
+    script("tool goto tethered", "TOOL 0x21");
     EXPECT_EQ(exec("setnetadjustermode"), QString());
-    expectError(0x21, "FAILED: Status Error 21");
+    EXPECT_TRUE(hasError(0x21, "FAILED: Status Error 21"));
     EXPECT_EQ(sent(), (QList<QByteArray>{"tethered default", "tool goto tethered"}));
 
     EXPECT_EQ(exec("enablenetadjuster maybe"), QString());
-    expectError(0x500F, "FAILED setSettingOption: Invalid Option");
+    EXPECT_TRUE(hasError(0x500F, "FAILED setSettingOption: Invalid Option"));
     EXPECT_EQ(exec("enablenetadjuster;OFF"), QString("<00>"));
     EXPECT_TRUE(sent().contains("NetAdjuster Set Disabled"));
 }
 
 TEST_F(DispatchTest, MenuIsClosedAfterWritingTheClockWithoutTouchingTheRecord)
 {
-    sim_.faults().add(Fault::on("menu close").replying("MENU 0x33"));
+    script("menu close", "MENU 0x33");
     EXPECT_EQ(exec("clock set 2024 01 02 03 04 05"), QString("<00>"));
     EXPECT_EQ(sent(), (QList<QByteArray>{"clock write 2024 01 02 03 04 05", "Menu Close"}));
     EXPECT_EQ(GetLastErrorCode(), 0);

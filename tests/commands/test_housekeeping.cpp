@@ -8,7 +8,6 @@
 #include "execute_fixture.h"
 
 using namespace vireo2::test;
-using vireo2::sim::Fault;
 
 namespace {
 
@@ -65,7 +64,7 @@ TEST_F(HousekeepingTest, NameIsReadAfterTheBarAndWrittenWithBlanks)
     EXPECT_EQ(exec("instrument set name Lab  1"), QString("<00>"));
     EXPECT_EQ(sent(), (QList<QByteArray>{"serialnum set devicename Lab  1", "Menu Close"}));
     EXPECT_EQ(exec("instrument get name"), QString("Lab 1"));
-    sim_.faults().add(Fault::on("serialnum get devicename").replying("SERIALNUM 0x00 Lab 1"));
+    script("serialnum get devicename", "SERIALNUM 0x00 Lab 1");
     EXPECT_EQ(exec("instrument get name"), QString());
     EXPECT_EQ(exec("instrument set colour red"), QString());
 }
