@@ -24,7 +24,7 @@ TEST_F(CalibrationTest, NothingRunsWhileDisconnected)
     EXPECT_STREQ(GetCalPlaqSN(), "");
 }
 
-TEST_F(CalibrationTest, CalibrateAndCalibrateStepBringTheInstrumentIntoCalibration)
+TEST_F(CalibrationTest, EachCalibrationCommandReachesTheInstrument)
 {
     connectInstrument(false);
     EXPECT_EQ(GetCalStatus(), 1);
@@ -40,49 +40,45 @@ TEST_F(CalibrationTest, CalibrateAndCalibrateStepBringTheInstrumentIntoCalibrati
     ASSERT_TRUE(CalibrateStep(GetCalSteps())) << lastError();
     EXPECT_TRUE(hasError(0, "<00>"));
     EXPECT_TRUE(attributesSay("Calibration Status=Calibrated"));
+
+    EXPECT_TRUE(BlackCal());
+    EXPECT_TRUE(WhiteCal());
+    EXPECT_EQ(commands().mid(commands().size() - 2), (QList<QByteArray>{"CalBlack", "CalWhite"}));
+    script("calblack", "CALBLACK 0x91");
+    EXPECT_FALSE(BlackCal());
+    EXPECT_EQ(GetLastErrorCode(), 0x91);
 }
 
-TEST_F(CalibrationTest, DirtyStandardFailsAndRefreshesTheFlag)
+TEST_F(CalibrationTest, FailedRunsRecordTheirCauseAndRefreshTheFlag)
 {
     control(QStringLiteral("calibration valid"));
+    connectInstrument(false);
+    struct Case { const char* reply; int code; const char* message; };
+    const Case cases[] = {{"CAL 0x8C", 0x8C, kDirty},
+                          {"CAL 0x8D", 0x8D, kDirty},
+                          {"CAL 0x42", 0x42, "FAILED calibrateStep: Code 66"},
+                          {"CAL", -1, "FAILED calibrateStep: Communications Error."}};
+    bool step = false;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.reply);
+        script("cal run", c.reply);
+        clearCommands();
+        EXPECT_FALSE((step = !step) ? CalibrateStep("White") : Calibrate());
+        EXPECT_TRUE(hasError(c.code, c.message));
+        // The state is asked again, except after an unreadable reply.
+        EXPECT_EQ(count("Cal Query Status"), c.code == -1 ? 0 : 1);
+    }
+    // A dirty standard leaves the instrument uncalibrated.
     control(QStringLiteral("standard dirty"));
-    connectInstrument(false);
-    clearCommands();
     EXPECT_FALSE(Calibrate());
     EXPECT_TRUE(hasError(0x8C, kDirty));
-    EXPECT_EQ(commands(), (QList<QByteArray>{"Cal Run", "Cal Query Status"}));
     EXPECT_TRUE(attributesSay("Calibration Status=Not Calibrated"));
-    EXPECT_FALSE(CalibrateStep("White"));
-    EXPECT_TRUE(hasError(0x8C, kDirty));
-    control(QStringLiteral("standard clean"));
-    EXPECT_TRUE(Calibrate());
-}
-
-TEST_F(CalibrationTest, OtherRunStatusesAndUnreadableReplies)
-{
-    control(QStringLiteral("calibration valid"));
-    connectInstrument(false);
-    script("cal run", "CAL 0x42");
-    EXPECT_FALSE(Calibrate());
-    EXPECT_TRUE(hasError(0x42, "FAILED calibrateStep: Code 66"));
-
-    // An unreadable reply is a communications error and leaves the flag.
-    script("cal run", "CAL");
-    clearCommands();
-    EXPECT_FALSE(CalibrateStep("White"));
-    EXPECT_TRUE(hasError(-1, "FAILED calibrateStep: Communications Error."));
-    EXPECT_EQ(count("Cal Query Status"), 0);
-    EXPECT_TRUE(attributesSay("Calibration Status=Calibrated"));
 }
 
 TEST_F(CalibrationTest, StatusQueryReadsTheReplyValue)
 {
     connectInstrument(false);
-    struct Case {
-        const char* reply;
-        int result;
-        int code;
-    };
+    struct Case { const char* reply; int result; int code; };
     // No value reads "NO VALUE FOUND": long enough, and no "OK" in it.
     const Case cases[] = {{"CAL 0x00 OK 24", 0, 0},  {"CAL 0x00 EXPIRED 0", 1, 0}, {"CAL 0x00", 1, 0},
                           {"CAL 0x00 K", 1, 0x501A}, {"CAL 0x86", 1, 0x86},       {"CAL 0x10", -1, 0x501A}};
@@ -93,17 +89,6 @@ TEST_F(CalibrationTest, StatusQueryReadsTheReplyValue)
         EXPECT_EQ(GetLastErrorCode(), c.code);
     }
     EXPECT_STREQ(GetLastErrorString(), "Cal Query Status returned invalid data");
-}
-
-TEST_F(CalibrationTest, WhiteAndBlackCalibrationCommands)
-{
-    connectInstrument(false);
-    EXPECT_TRUE(BlackCal());
-    EXPECT_TRUE(WhiteCal());
-    EXPECT_EQ(commands().mid(commands().size() - 2), (QList<QByteArray>{"CalBlack", "CalWhite"}));
-    script("calblack", "CALBLACK 0x91");
-    EXPECT_FALSE(BlackCal());
-    EXPECT_EQ(GetLastErrorCode(), 0x91);
 }
 
 } // namespace

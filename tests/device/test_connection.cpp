@@ -12,6 +12,13 @@ class ConnectionTest : public InstrumentTest {};
 
 TEST_F(ConnectionTest, ConnectIdentifiesTheInstrumentInOrder)
 {
+    // A failed identification ends disconnected; the next attempt starts afresh.
+    script("version", "VERSION 0x02");
+    EXPECT_FALSE(Connect());
+    EXPECT_FALSE(IsConnected());
+    EXPECT_TRUE(hasError(2, "FAILED: Status Error 02"));
+    EXPECT_TRUE(sim_.waitForClientCount(0, 2000));
+    clearCommands();
     connectInstrument();
     const QList<QByteArray> expected{"version",          "meas done?",              "scan done?", "SerialNum Get Inst",
                                      "Cal Query Status", "MeasConfig Get APERTURE", "version get"};
@@ -26,37 +33,36 @@ TEST_F(ConnectionTest, ConnectIdentifiesTheInstrumentInOrder)
     EXPECT_STREQ(GetSerialNum(), "041217");
 }
 
-TEST_F(ConnectionTest, PollingOnlyPollsAndDisconnectStopsIt)
+TEST_F(ConnectionTest, PollingOnlyPollsAndStopsOnRequestAndWithDisconnect)
 {
     connectInstrument();
     clearCommands();
     ASSERT_TRUE(sim_.waitForCommand("button triggered?", 2000));
     ASSERT_TRUE(sim_.waitForCommand("scan done?", 2000));
+    const QList<QByteArray> polls{"button triggered?", "meas done?", "scan done?"};
     for (const QByteArray& command : commands())
-        EXPECT_TRUE(command == "button triggered?" || command == "meas done?" || command == "scan done?") << command.constData();
+        EXPECT_TRUE(polls.contains(command)) << command.constData();
     // Nothing new from the instrument leaves the error record alone.
     EXPECT_TRUE(hasError(0, "<00>"));
+    auto quiet = [this] {
+        QThread::msleep(250);  // a check already under way ends
+        clearCommands();
+        QThread::msleep(500);
+        return commands().isEmpty();
+    };
+    ASSERT_TRUE(SetConfiguration("STOP_POLL"));
+    EXPECT_TRUE(quiet());
+    ASSERT_TRUE(SetConfiguration("START_POLL"));
+    EXPECT_TRUE(sim_.waitForCommand("button triggered?", 1000));
 
     ASSERT_TRUE(Disconnect());
     EXPECT_TRUE(Disconnect()) << "stopping twice is harmless";
     EXPECT_FALSE(IsConnected());
     EXPECT_TRUE(sim_.waitForClientCount(0, 2000));
-    clearCommands();
-    QThread::msleep(500);
-    EXPECT_TRUE(commands().isEmpty());
+    EXPECT_TRUE(quiet());
     EXPECT_STREQ(GetOption("measurement_area"), "Unknown");
     connectInstrument();
     EXPECT_EQ(commands().value(0), QByteArray("version")) << "a reconnection identifies again";
-}
-
-TEST_F(ConnectionTest, FailedIdentificationEndsDisconnected)
-{
-    script("version", "VERSION 0x02");
-    EXPECT_FALSE(Connect());
-    EXPECT_FALSE(IsConnected());
-    EXPECT_TRUE(hasError(2, "FAILED: Status Error 02"));
-    EXPECT_TRUE(sim_.waitForClientCount(0, 2000));
-    connectInstrument();
 }
 
 class DebugLogTest : public InstrumentTest {

@@ -1,4 +1,4 @@
-// Named settings, the correction-profile switch and polling control.
+// Named settings, the correction-profile switch and the configuration code.
 #include <QSettings>
 
 #include "instrument_fixture.h"
@@ -20,14 +20,9 @@ protected:
         wireless.setValue(QStringLiteral("[Configurations]/Office"), QStringLiteral("10.1.2.3"));
         wireless.setValue(QStringLiteral("[Configurations]/Lab"), QStringLiteral("10.4.5.6"));
     }
-
-    QString stored(const QString& key) const
-    {
-        return QSettings(env_.dataDirectory() + QStringLiteral("Vireo2.ini"), QSettings::IniFormat).value(key).toString();
-    }
 };
 
-TEST_F(OptionsTest, EachSettingHasItsOptions)
+TEST_F(OptionsTest, EachSettingHasItsOptionsAndRefusesWhatIsNotOne)
 {
     EXPECT_STREQ(GetAvailableSettings(), "Connection_Method;device_ip_address;netadjuster");
     const QList<QPair<const char*, std::string>> options{
@@ -45,6 +40,17 @@ TEST_F(OptionsTest, EachSettingHasItsOptions)
         EXPECT_STREQ(GetSettingOptions(name), "") << name;
         EXPECT_TRUE(hasError(0x500F, "FAILED availableSettingOptions: Invalid Setting"));
     }
+    EXPECT_STREQ(GetOption("colour"), "");
+    EXPECT_TRUE(hasError(0x500F, "FAILED settingOption: Invalid Setting"));
+    for (const char* name : {"reading_mode", "measurement_area", "colour"}) {
+        EXPECT_FALSE(SetOption(name, "Pressure")) << name;
+        EXPECT_TRUE(hasError(0x500F, kInvalidOption));
+    }
+    EXPECT_FALSE(SetOption("netadjuster", "maybe"));
+    EXPECT_TRUE(hasError(0x500F, kInvalidOption));
+    EXPECT_STREQ(GetConfiguration(), "C0.M0.T0.B2.N0");
+    EXPECT_FALSE(SetConfiguration("start_poll"));
+    EXPECT_TRUE(hasError(0x5017, "FAILED setConfiguration: Invalid Argument"));
 }
 
 TEST_F(OptionsTest, StoredSettingsHaveDefaultsAndKeepWhatIsWritten)
@@ -57,8 +63,8 @@ TEST_F(OptionsTest, StoredSettingsHaveDefaultsAndKeepWhatIsWritten)
     EXPECT_STREQ(GetOption("tr3_address"), "172.16.1.7");
     EXPECT_STREQ(GetOption("connection_attempts"), "not checked");
     // Written to the file at once.
-    EXPECT_EQ(stored(QStringLiteral("Options/TR3Address")), QStringLiteral("172.16.1.7"));
-    EXPECT_EQ(stored(QStringLiteral("Options/Connection_Method")), QStringLiteral("TCP"));
+    const QSettings file(env_.dataDirectory() + QStringLiteral("Vireo2.ini"), QSettings::IniFormat);
+    EXPECT_EQ(file.value(QStringLiteral("Options/TR3Address")), QStringLiteral("172.16.1.7"));
     // The "Connection" shortcut writes outside the "Options" group.
     ASSERT_TRUE(SetOption("Connection", "USB_TCPIP"));
     EXPECT_STREQ(GetOption("connection_method"), "TCP");
@@ -72,21 +78,6 @@ TEST_F(OptionsTest, StoredSettingsHaveDefaultsAndKeepWhatIsWritten)
     EXPECT_STREQ(GetOption("device_ip_address"), "CONFIG 0x01");
     ASSERT_TRUE(SetOption("connection_method", "USB_TCPIP"));
     EXPECT_STREQ(GetOption("device_ip_address"), "CONFIG 0x01");
-}
-
-TEST_F(OptionsTest, InvalidNamesAndValuesAreRefused)
-{
-    EXPECT_STREQ(GetOption("colour"), "");
-    EXPECT_TRUE(hasError(0x500F, "FAILED settingOption: Invalid Setting"));
-    for (const char* name : {"reading_mode", "measurement_area", "colour"}) {
-        EXPECT_FALSE(SetOption(name, "Pressure")) << name;
-        EXPECT_TRUE(hasError(0x500F, kInvalidOption));
-    }
-    EXPECT_FALSE(SetOption("netadjuster", "maybe"));
-    EXPECT_TRUE(hasError(0x500F, kInvalidOption));
-    EXPECT_STREQ(GetConfiguration(), "C0.M0.T0.B2.N0");
-    EXPECT_FALSE(SetConfiguration("start_poll"));
-    EXPECT_TRUE(hasError(0x5017, "FAILED setConfiguration: Invalid Argument"));
 }
 
 TEST_F(OptionsTest, CorrectionProfileSwitchAsksTheInstrument)
@@ -104,17 +95,6 @@ TEST_F(OptionsTest, CorrectionProfileSwitchAsksTheInstrument)
     EXPECT_FALSE(SetOption("netadjuster", "1"));
     EXPECT_STREQ(GetOption("netadjuster"), "OFF");
     EXPECT_TRUE(attributesSay(":NetAdjuster=OFF"));
-}
-
-TEST_F(OptionsTest, PollingStopsAndStartsAgain)
-{
-    connectInstrument(false);
-    QThread::msleep(250);  // a check already under way ends
-    clearCommands();
-    QThread::msleep(500);
-    EXPECT_TRUE(commands().isEmpty());
-    ASSERT_TRUE(SetConfiguration("START_POLL"));
-    EXPECT_TRUE(sim_.waitForCommand("button triggered?", 1000));
 }
 
 } // namespace
