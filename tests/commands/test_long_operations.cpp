@@ -42,6 +42,13 @@ TEST_F(LongOperationTest, ProgressAndAbortAnswerFromTheLastOperation)
         EXPECT_EQ(exec(QLatin1String(line)), QString()) << line;
         EXPECT_EQ(device_->log()->errorCode(), 0) << line;
     }
+    EXPECT_EQ(exec("start;restore;clone.bin"), QString("<00>"));
+    ASSERT_TRUE(settled());
+    // Failed without an error of its own, and the lock is free again.
+    EXPECT_EQ(device_->workerThread()->progress(), -1.0);
+    EXPECT_EQ(device_->log()->errorCode(), 0);
+    ASSERT_TRUE(device_->operationMutex_->tryLock(0));
+    device_->operationMutex_->unlock();
     EXPECT_EQ(exec("start;backup;x"), QString("<00>"));
     ASSERT_TRUE(settled());
     EXPECT_EQ(exec("getprogress"), QString());
