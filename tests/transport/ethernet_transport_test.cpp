@@ -1,5 +1,6 @@
-// CEthernet against the simulator over real loopback sockets: framing on the
-// wire, reassembly, noise, hostile lengths and the connection's lifecycle.
+// CEthernet against the simulator over real loopback sockets: reassembly,
+// noise, hostile lengths, "done?" polling, the busy flag and the connection's
+// lifecycle.
 #include <gtest/gtest.h>
 
 #include <QAbstractSocket>
@@ -7,6 +8,8 @@
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QThread>
+#include <atomic>
+#include <thread>
 
 #include "echo_instrument.h"
 #include "sim_server.h"
@@ -14,22 +17,13 @@
 #include "transport/ethernet_transport.h"
 
 using vireo2::CEthernet;
-using vireo2::EthernetThread;
 using vireo2::sim::Fault;
 using vireo2::sim::SimServer;
+using vireo2::test::EchoInstrument;
 
 namespace {
 
-bool eventually(const std::function<bool()>& condition, int timeoutMs = 2000)
-{
-    QDeadlineTimer deadline(timeoutMs);
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return false;
-        QThread::msleep(5);
-    }
-    return true;
-}
+const QByteArray kVersion = EchoInstrument::kVersionReply;
 
 class EthernetTransportTest : public ::testing::Test {
 protected:
@@ -39,110 +33,165 @@ protected:
         ASSERT_TRUE(transport.OpenPort(sim.address()));
     }
 
-    SimServer sim{vireo2::test::EchoInstrument::create()};
+    bool exchange(const char* command, int timeoutMs = 2000)
+    {
+        return transport.SendReceive(command, reply, timeoutMs, 0);
+    }
+
+    SimServer sim{EchoInstrument::create()};
     CEthernet transport;
     QByteArray reply;
 };
 
-TEST_F(EthernetTransportTest, ExchangesOneCommandAndRecordsIt)
+TEST_F(EthernetTransportTest, ExchangesOneCommandInAPlainProgram)
 {
-    // The host is a plain program: no QCoreApplication, no event loop.
-    ASSERT_EQ(QCoreApplication::instance(), nullptr);
-    ASSERT_TRUE(transport.SendReceive("version", reply, 1000, 0));
-    EXPECT_EQ(reply, QByteArray(vireo2::test::EchoInstrument::kVersionReply));
+    ASSERT_EQ(QCoreApplication::instance(), nullptr);  // no event loop of the host's
+    ASSERT_TRUE(exchange("version"));
+    EXPECT_EQ(reply, kVersion);
     EXPECT_EQ(transport.lastCommand(), QStringLiteral("version"));
-    EXPECT_EQ(sim.commands(), QList<QByteArray>{"version"});
+    ASSERT_TRUE(transport.SendReceive("versionXYZ", reply, 1000, 7));  // only the given length
+    EXPECT_EQ(sim.commands(), QList<QByteArray>({"version", "version"}));
 }
 
-TEST_F(EthernetTransportTest, ExplicitLengthSendsOnlyThatManyBytes)
+TEST_F(EthernetTransportTest, ReassemblesAwkwardDeliveries)
 {
-    ASSERT_TRUE(transport.SendReceive("versionXYZ", reply, 1000, 7));
-    EXPECT_EQ(sim.commands(), QList<QByteArray>{"version"});
+    const QByteArray big = "IMAGE 0x00 " + QByteArray(3000000, 'x');  // several socket reads
+    const std::tuple<const char*, Fault, int, QByteArray> cases[] = {
+        {"split over segments", Fault::on("version").splitInto({1, 3, 4, 2}, 30), 2000, kVersion},
+        {"noise before 0x7E", Fault::on("version").withGarbage("\x01\x02noise\x7f"), 2000, kVersion},
+        {"noise in its own segment", Fault::on("version").withGarbage("xxxx").splitInto({4}, 30), 2000, kVersion},
+        // The timeout is checked after each 2,000 ms readiness round only.
+        {"300 ms late into a 100 ms read", Fault::on("version").delayedBy(300), 100, kVersion},
+        {"larger than one read", Fault::on("version").replying(big), 10000, big},
+    };
+    for (const auto& [what, fault, timeoutMs, expected] : cases) {
+        SCOPED_TRACE(what);
+        sim.faults().add(fault);
+        ASSERT_TRUE(exchange("version", timeoutMs));
+        EXPECT_TRUE(reply == expected) << reply.left(40).constData();
+    }
 }
 
-TEST_F(EthernetTransportTest, ReassemblesReplySplitOverSegments)
+TEST_F(EthernetTransportTest, BadRepliesFailWithTheirErrorAndInTime)
 {
-    sim.faults().add(Fault::on("version").replying("VERSION 0x00 split reply").splitInto({1, 3, 4, 2}, 30));
-    ASSERT_TRUE(transport.SendReceive("version", reply, 2000, 0));
-    EXPECT_EQ(reply, QByteArray("VERSION 0x00 split reply"));
+    const QString invalid = QStringLiteral("Receive: Invalid BCP Packet");
+    const QString incorrectLength = QStringLiteral("RecvPacket: Incorrect Packet length");
+    const Fault version = Fault::on("version");
+    // What, fault, timeout, code and text left, least and most milliseconds taken.
+    const std::tuple<const char*, Fault, int, qint32, QString, qint64, qint64> cases[] = {
+        {"trailing noise", Fault(version).withGarbage({}, "junk"), 2000, 0x5007, invalid, 0, 1500},
+        {"length below the size (USB takes it)", Fault(version).withLengthField(4), 2000, 0x5007, invalid, 0, 1500},
+        {"hostile length", Fault(version).withLengthField(0xFFFFFFFFu), 10000, 0x5007, invalid, 0, 1500},
+        {"trickle cut off at the timeout", Fault(version).withLengthField(1000).splitInto({8, 4, 4, 4, 4}, 100), 250,
+         0x5007, invalid, 0, 700},
+        {"empty payload", Fault(version).replying({}), 1000, 0x1234, "before", 0, 1500},
+        // Two readiness rounds of 2,000 ms; 0x5006 rather than the 0x5005 timeout.
+        {"silent instrument", Fault(version).silently(), 100, 0x5006, incorrectLength, 3900, 6000},
+    };
+    for (const auto& [what, fault, timeoutMs, code, text, fromMs, toMs] : cases) {
+        SCOPED_TRACE(what);
+        sim.faults().add(fault);
+        transport.SetError(0x1234, QStringLiteral("before"));
+        QElapsedTimer timer;
+        timer.start();
+        EXPECT_FALSE(exchange("version", timeoutMs));
+        EXPECT_GE(timer.elapsed(), fromMs);
+        EXPECT_LT(timer.elapsed(), toMs);
+        EXPECT_EQ(transport.GetErrorCode(), code);
+        EXPECT_EQ(transport.GetErrorMessage(), text);
+        EXPECT_TRUE(transport.IsConnected());
+    }
 }
 
-TEST_F(EthernetTransportTest, DropsNoiseBeforeStartMarker)
+TEST_F(EthernetTransportTest, PollsWithTheFirstWordWhileTheStatusIsFive)
 {
-    sim.faults().add(Fault::on("version").withGarbage("\x01\x02noise\x7f\x00", QByteArray()));
-    ASSERT_TRUE(transport.SendReceive("version", reply, 2000, 0));
-    EXPECT_EQ(reply, QByteArray(vireo2::test::EchoInstrument::kVersionReply));
-}
-
-TEST_F(EthernetTransportTest, NoiseArrivingInItsOwnSegmentIsDroppedToo)
-{
-    sim.faults().add(Fault::on("version").withGarbage("xxxx").splitInto({4}, 30));
-    ASSERT_TRUE(transport.SendReceive("version", reply, 2000, 0));
-    EXPECT_EQ(reply.left(12), QByteArray("VERSION 0x00"));
-}
-
-TEST_F(EthernetTransportTest, RejectsTrailingNoiseInTheSameChunk)
-{
-    sim.faults().add(Fault::on("version").withGarbage(QByteArray(), "junk"));
-    EXPECT_FALSE(transport.SendReceive("version", reply, 2000, 0));
-    EXPECT_EQ(transport.GetErrorCode(), 0x5007);
-    EXPECT_EQ(transport.GetErrorMessage(), QStringLiteral("Receive: Invalid BCP Packet"));
-}
-
-TEST_F(EthernetTransportTest, RejectsLengthFieldShorterThanPacket)
-{
-    // Accepted on USB (surplus kept), but TCP wants the exact length.
-    sim.faults().add(Fault::on("version").replying("MEAS 0x00 surplus").withLengthField(4));
-    EXPECT_FALSE(transport.SendReceive("version", reply, 2000, 0));
-    EXPECT_EQ(transport.GetErrorCode(), 0x5007);
-}
-
-TEST_F(EthernetTransportTest, HostileLengthFailsAtOnceWithoutWaitingForTheClaimedBytes)
-{
-    sim.faults().add(Fault::on("version").withLengthField(0xFFFFFFFFu));
+    sim.faults().add(Fault::on("meas run").withProgress(400, 20000, 3, QByteArray("MEAS 0x07 done")));
     QElapsedTimer timer;
     timer.start();
-    EXPECT_FALSE(transport.SendReceive("version", reply, 10000, 0));
-    EXPECT_LT(timer.elapsed(), 1500);
-    EXPECT_EQ(transport.GetErrorCode(), 0x5007);
+    ASSERT_TRUE(exchange("Meas Run", 1000));
+    EXPECT_EQ(reply, QByteArray("MEAS 0x07 done"));
+    EXPECT_EQ(sim.commands(), QList<QByteArray>({"Meas Run", "Meas done?", "Meas done?", "Meas done?"}));
+    // The instrument's delay before the first poll, 100 ms between the others.
+    const QList<qint64> times = sim.engine().commandTimes();
+    EXPECT_GE(times[1] - times[0], 390);
+    EXPECT_GE(times[2] - times[1], 90);
+    EXPECT_LT(times[2] - times[1], 300);
+    EXPECT_GE(transport.lastExchangeTime(), 590u);
+    EXPECT_LE(transport.lastExchangeTime(), quint32(timer.elapsed()));
 }
 
-TEST_F(EthernetTransportTest, LargestAcceptedPayloadStillArrives)
+TEST_F(EthernetTransportTest, RepliesWithoutProgressFieldsAreReturnedAtOnce)
 {
-    const QByteArray big = "IMAGE 0x00 " + QByteArray(3 * 1000 * 1000, 'x');
-    sim.faults().add(Fault::on("image").replying(big));
-    ASSERT_TRUE(transport.SendReceive("image", reply, 10000, 0));
-    EXPECT_EQ(reply.size(), big.size());
-    EXPECT_EQ(reply, big);
+    for (const QByteArray text : {"MEAS 0x05", "MEAS 0x05 500", "MEAS 0x1A"}) {
+        sim.faults().add(Fault::on("meas run").replying(text));
+        ASSERT_TRUE(exchange("Meas Run"));
+        EXPECT_EQ(reply, text);
+    }
+    EXPECT_EQ(sim.commands().size(), 3);
 }
 
-TEST_F(EthernetTransportTest, ReplyThatNeverEndsIsCutOffAtTheTimeout)
+// A reply that keeps trickling in is cut off at the poll's read timeout,
+// which is the instrument's wait value; the failed poll ends the exchange.
+TEST_F(EthernetTransportTest, PollReadTimeoutIsTheInstrumentsWait)
 {
-    // The header claims 1,000 bytes; what follows trickles in and stops.
-    sim.faults().add(Fault::on("version").withLengthField(1000).splitInto({8, 4, 4, 4, 4, 4, 4}, 100));
+    sim.faults().add(Fault::on("meas run").withProgress(0, 300, 1, "MEAS 0x00 " + QByteArray(20, 'r')));
+    sim.faults().add(Fault::on("meas done?").splitInto({3, 3, 3, 3, 3, 3}, 150));
     QElapsedTimer timer;
     timer.start();
-    EXPECT_FALSE(transport.SendReceive("version", reply, 250, 0));
-    EXPECT_LT(timer.elapsed(), 700);
+    EXPECT_FALSE(exchange("Meas Run", 1000));
+    EXPECT_GE(timer.elapsed(), 300);
+    EXPECT_LT(timer.elapsed(), 800);
     EXPECT_EQ(transport.GetErrorCode(), 0x5007);
+    EXPECT_EQ(sim.commands().size(), 2);
+    EXPECT_FALSE(CEthernet::exchangeInProgress());
+    EXPECT_TRUE(exchange("version"));
 }
 
-TEST_F(EthernetTransportTest, EmptyPayloadPacketFailsTheExchange)
+TEST_F(EthernetTransportTest, SecondExchangeWhilePollingIsRefusedAnywhereInTheProcess)
 {
-    sim.faults().add(Fault::on("version").replying(QByteArray()));
-    transport.SetError(0x1234, QStringLiteral("before"));
-    EXPECT_FALSE(transport.SendReceive("version", reply, 1000, 0));
-    EXPECT_TRUE(reply.isEmpty());
-    EXPECT_EQ(transport.GetErrorCode(), 0x1234);
+    sim.faults().add(Fault::on("meas run").withProgress(300, 5000, 2));
+    std::atomic<bool> firstOk{false};
+    QByteArray firstReply;
+    std::thread first([&] { firstOk = transport.SendReceive("Meas Run", firstReply, 1000, 0); });
+    ASSERT_TRUE(sim.waitForCommand("Meas Run", 2000));
+
+    CEthernet other;  // a second transport shares the process-wide flag
+    ASSERT_TRUE(other.OpenPort(sim.address()));
+    EXPECT_FALSE(other.SendReceive("version", reply, 1000, 0));
+    EXPECT_EQ(other.GetErrorCode(), 0x501E);
+    EXPECT_EQ(other.GetErrorMessage(), QStringLiteral("Operation in progress."));
+    first.join();
+    EXPECT_TRUE(firstOk);
+    EXPECT_EQ(firstReply, QByteArray("MEAS 0x00"));
+    EXPECT_FALSE(sim.commands().contains("version"));
+    EXPECT_TRUE(other.SendReceive("version", reply, 1000, 0));
 }
 
-TEST_F(EthernetTransportTest, InstrumentClosingTheConnectionClearsConnectedFlag)
+TEST_F(EthernetTransportTest, ConnectionLifecycle)
 {
-    ASSERT_TRUE(transport.IsConnected());
+    // Closing twice is harmless; a closed transport writes nothing and reopens.
+    ASSERT_TRUE(sim.waitForClientCount(1, 2000));
+    transport.ClosePort();
+    transport.ClosePort();
+    EXPECT_TRUE(sim.waitForClientCount(0, 2000));
+    EXPECT_FALSE(transport.SendRaw("x", 1));
+    ASSERT_TRUE(transport.OpenPort(sim.address()));
+
+    // Dropped instead of a reply: the exchange ends as an incorrect length.
+    sim.faults().add(Fault::on("version").dropping());
+    EXPECT_FALSE(exchange("version"));
+    EXPECT_EQ(transport.GetErrorCode(), 0x5006);
+    EXPECT_FALSE(transport.IsConnected());
+
+    // Dropped while idle: the worker notices without any request.
+    ASSERT_TRUE(sim.waitForClientCount(0, 2000));
+    ASSERT_TRUE(transport.OpenPort(sim.address()));
     ASSERT_TRUE(sim.waitForClientCount(1, 2000));  // accepted, not just queued
     sim.dropClients();
-    // Noticed while idle, without any request.
-    EXPECT_TRUE(eventually([&] { return !transport.IsConnected(); }));
+    QDeadlineTimer deadline(2000);
+    while (transport.IsConnected() && !deadline.hasExpired())
+        QThread::msleep(5);
+    EXPECT_FALSE(transport.IsConnected());
     EXPECT_FALSE(transport.Send("version", 0));
     EXPECT_EQ(transport.GetErrorCode(), 0x5001);
     EXPECT_EQ(transport.GetErrorMessage(), QStringLiteral("FAILED Send: NOT Connected"));
@@ -151,89 +200,39 @@ TEST_F(EthernetTransportTest, InstrumentClosingTheConnectionClearsConnectedFlag)
     EXPECT_EQ(transport.GetErrorMessage(), QStringLiteral("FAILED Receive: NOT Connected"));
 }
 
-TEST_F(EthernetTransportTest, ConnectionDroppedInsteadOfReplyEndsAsIncorrectLength)
+TEST(EthernetConnect, FailuresReportTheSocketError)
 {
-    sim.faults().add(Fault::on("version").dropping());
-    EXPECT_FALSE(transport.SendReceive("version", reply, 3000, 0));
-    EXPECT_EQ(transport.GetErrorCode(), 0x5006);
-    EXPECT_EQ(transport.GetErrorMessage(), QStringLiteral("RecvPacket: Incorrect Packet length"));
-    EXPECT_FALSE(transport.IsConnected());
-}
-
-TEST_F(EthernetTransportTest, ClosePortDisconnectsAndCanBeRepeated)
-{
-    ASSERT_TRUE(sim.waitForClientCount(1, 2000));
-    transport.ClosePort();
-    EXPECT_FALSE(transport.IsConnected());
-    transport.ClosePort();
-    EXPECT_TRUE(sim.waitForClientCount(0, 2000));
-    EXPECT_FALSE(transport.SendRaw("x", 1));
-}
-
-TEST_F(EthernetTransportTest, ReopensAfterClose)
-{
-    transport.ClosePort();
-    ASSERT_TRUE(transport.OpenPort(sim.address()));
-    EXPECT_TRUE(transport.SendReceive("version", reply, 1000, 0));
-}
-
-TEST(EthernetConnect, RefusedConnectionReportsTheSocketError)
-{
-    quint16 port = 0;
+    quint16 closedPort = 0;
     {
-        SimServer sim{vireo2::test::EchoInstrument::create()};
+        SimServer sim{EchoInstrument::create()};
         ASSERT_TRUE(sim.start());
-        port = sim.port();
+        closedPort = sim.port();
     }
     CEthernet transport;
-    EXPECT_FALSE(transport.OpenPort("127.0.0.1:" + QByteArray::number(port)));
+    EXPECT_FALSE(transport.OpenPort("127.0.0.1:" + QByteArray::number(closedPort)));
     EXPECT_FALSE(transport.IsConnected());
     EXPECT_EQ(transport.GetErrorCode(), int(QAbstractSocket::ConnectionRefusedError));
     EXPECT_EQ(transport.GetErrorMessage(), QStringLiteral("Connection refused"));
-}
 
-TEST(EthernetConnect, HostNameIsRefusedWithoutLookup)
-{
-    CEthernet transport;
-    QElapsedTimer timer;
+    QElapsedTimer timer;  // a host name is refused without a lookup
     timer.start();
     EXPECT_FALSE(transport.OpenPort("localhost:60001"));
     EXPECT_LT(timer.elapsed(), 500);
     EXPECT_EQ(transport.GetErrorCode(), int(QAbstractSocket::HostNotFoundError));
+
+    transport.SetError(0x2A, QString());
+    EXPECT_EQ(transport.GetErrorMessage(), QStringLiteral("OS ERROR CODE 002A"));
 }
 
-TEST(EthernetConnect, AddressWithoutPortUsesInstrumentPort)
+TEST(EthernetConnect, AddressWithoutPortUsesTheInstrumentPort)
 {
     QString host;
     quint16 port = 0;
-    EthernetThread::splitAddress(QStringLiteral("192.168.7.2"), &host, &port);
-    EXPECT_EQ(host, QStringLiteral("192.168.7.2"));
-    EXPECT_EQ(port, 60001);
-    EthernetThread::splitAddress(QStringLiteral("192.168.7.2:"), &host, &port);
-    EXPECT_EQ(port, 60001);
-    EthernetThread::splitAddress(QStringLiteral("10.1.2.3:23"), &host, &port);
-    EXPECT_EQ(host, QStringLiteral("10.1.2.3"));
-    EXPECT_EQ(port, 23);
-}
-
-TEST(EthernetErrors, EmptyMessageBecomesOsErrorCode)
-{
-    CEthernet transport;
-    transport.SetError(0x2A, QString());
-    EXPECT_EQ(transport.GetErrorMessage(), QStringLiteral("OS ERROR CODE 002A"));
-    transport.SetError(0x12345, QString());
-    EXPECT_EQ(transport.GetErrorMessage(), QStringLiteral("OS ERROR CODE 12345"));
-    transport.SetError(7, QStringLiteral("kept"));
-    EXPECT_EQ(transport.GetErrorMessage(), QStringLiteral("kept"));
-}
-
-TEST(EthernetErrors, NotConnectedSendLeavesNothingOnTheWire)
-{
-    CEthernet transport;
-    EXPECT_FALSE(transport.IsConnected());
-    QByteArray reply;
-    EXPECT_FALSE(transport.SendReceive("version", reply, 100, 0));
-    EXPECT_EQ(transport.GetErrorCode(), 0x5001);
+    for (const char* address : {"192.168.7.2", "192.168.7.2:", "192.168.7.2:23"}) {
+        vireo2::EthernetThread::splitAddress(QString::fromUtf8(address), &host, &port);
+        EXPECT_EQ(host, QStringLiteral("192.168.7.2"));
+        EXPECT_EQ(port, QByteArray(address).endsWith(":23") ? 23 : 60001) << address;
+    }
 }
 
 } // namespace
