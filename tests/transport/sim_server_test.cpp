@@ -1,5 +1,6 @@
-// The simulator itself: several clients, the control interface, the fault
-// text syntax and in-progress operations, seen through a plain socket.
+// The simulator itself: the engine's control commands and fault layer without
+// any socket, then the TCP server. (Several clients at once: the busy-flag test
+// of the TCP transport.)
 #include <gtest/gtest.h>
 
 #include <QHostAddress>
@@ -11,188 +12,122 @@
 #include "transport/packet_assembler.h"
 
 using vireo2::sim::Fault;
+using vireo2::sim::ReplyPlan;
+using vireo2::sim::SimEngine;
 using vireo2::sim::SimServer;
+using vireo2::test::EchoInstrument;
 namespace bcp = vireo2::bcp;
 
 namespace {
 
-// A bare BCP client, independent of the library's transports.
-class RawClient {
-public:
-    bool connectTo(quint16 port)
-    {
-        socket_.connectToHost(QHostAddress::LocalHost, port);
-        return socket_.waitForConnected(1000);
+// The payload of the engine's reply to one command.
+QByteArray ask(SimEngine& engine, const QByteArray& command)
+{
+    QByteArray stream = engine.handle(command).bytes();
+    QByteArray payload;
+    return bcp::takePacket(stream, payload) ? payload : "<none>";
+}
+
+// A conversation with the engine: each command and the reply it gets.
+TEST(SimEngine, ControlCommandsFaultMatchingAndPolls)
+{
+    SimEngine engine(EchoInstrument::create());
+    engine.faults().add(Fault::on("CAL").replying("CAL 0x1F").repeated(2));
+    const std::pair<QByteArray, QByteArray> steps[] = {
+        // Control lines the engine does not know go to the model; mistakes are reported.
+        {"SIM ping", "pong"},
+        {"SIM nonsense", "SIM 0x01 unknown control command: nonsense"},
+        {"SIM FAULT", "SIM 0x01 missing command to match"},
+        {"SIM FAULT version bogus=1", "SIM 0x01 unknown fault option: bogus"},
+        {"SIM FAULT \"meas run", "SIM 0x01 unterminated quote"},
+        {"SIM FAULT version delay=-3", "SIM 0x01 bad value for delay: -3"},
+        {"SIM FAULT version before=abc", "SIM 0x01 bad value for before: abc"},
+        {"SIM FAULT version progress=1,2", "SIM 0x01 bad value for progress: 1,2"},
+        // A fault matches the first word or the whole command, so many times.
+        {"cal run", "CAL 0x1F"},
+        {"Cal Query Status", "CAL 0x1F"},
+        {"cal run", "CAL 0x00"},
+        {"SIM FAULT * reply=\"X 0x01\" always", "SIM 0x00"},
+        {"anything", "X 0x01"},
+        {"anything", "X 0x01"},
+        {"SIM RESET", "SIM 0x00"},
+        {"anything", "ANYTHING 0x00"},
+        // An operation in progress answers the polls of its own word only.
+        {"SIM FAULT \"meas run\" progress=500,20000,2 final=\"MEAS 0x00 ok\"", "SIM 0x00"},
+        {"Meas Run", "MEAS 0x05 500 20000"},
+        {"other done?", "OTHER 0x00"},
+        {"MEAS DONE?", "MEAS 0x05"},
+        {"meas done?", "MEAS 0x00 ok"},
+        {"meas done?", "MEAS 0x00"},
+    };
+    for (const auto& [command, answer] : steps)
+        EXPECT_EQ(ask(engine, command), answer) << command.constData();
+    EXPECT_EQ(engine.commands().size(), 11);  // control lines are not recorded
+}
+
+TEST(SimEngine, FaultTextShapesTheDelivery)
+{
+    SimEngine engine(EchoInstrument::create());
+    ask(engine, "SIM FAULT \"Meas Run\" before=0a0B after=ff length=0x10 split=1,2 pause=3 delay=9 times=2");
+    QByteArray packet = bcp::frame("MEAS 0x00");
+    packet[4] = 0x10;
+    const QByteArray bytes = "\x0a\x0b" + packet + "\xff";
+    for (int use = 0; use < 2; ++use) {
+        const ReplyPlan plan = engine.handle("meas run");
+        EXPECT_EQ(plan.segments, QList<QByteArray>({bytes.left(1), bytes.mid(1, 2), bytes.mid(3)}));
+        EXPECT_EQ(plan.delayMs, 9);
+        EXPECT_EQ(plan.segmentPauseMs, 3);
     }
+    EXPECT_EQ(engine.handle("meas run").bytes(), bcp::frame("MEAS 0x00"));
 
-    void sendRaw(const QByteArray& bytes)
-    {
-        socket_.write(bytes);
-        socket_.waitForBytesWritten(1000);
-    }
+    ask(engine, "SIM FAULT quiet silent once");
+    ask(engine, "SIM FAULT gone drop");
+    EXPECT_TRUE(engine.handle("quiet").silent);
+    EXPECT_TRUE(engine.handle("gone").drop);
+    EXPECT_EQ(engine.handle("quiet").bytes(), bcp::frame("QUIET 0x00"));
+}
 
-    QByteArray exchange(const QByteArray& command)
-    {
-        sendRaw(bcp::frame(command));
-        return readPayload();
-    }
-
-    QByteArray readPayload(int timeoutMs = 2000)
-    {
-        QByteArray payload;
-        while (!bcp::takePacket(stream_, payload)) {
-            if (!socket_.waitForReadyRead(timeoutMs))
-                return "<none>";
-            stream_ += socket_.readAll();
-        }
-        return payload;
-    }
-
-    QTcpSocket& socket() { return socket_; }
-
-private:
-    QTcpSocket socket_;
-    QByteArray stream_;
-};
-
+// The simulator's TCP end, seen through a bare socket.
 class SimServerTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(sim.start());
-        ASSERT_TRUE(client.connectTo(sim.port()));
+        client.connectToHost(QHostAddress::LocalHost, sim.port());
+        ASSERT_TRUE(client.waitForConnected(1000));
     }
 
-    SimServer sim{vireo2::test::EchoInstrument::create()};
-    RawClient client;
+    SimServer sim{EchoInstrument::create()};
+    QTcpSocket client;
 };
 
 TEST_F(SimServerTest, AnswersEachCommandOfAStreamInOrder)
 {
-    client.sendRaw(bcp::frame("version") + "noise" + bcp::frame("Meas Run"));
-    EXPECT_EQ(client.readPayload(), QByteArray(vireo2::test::EchoInstrument::kVersionReply));
-    EXPECT_EQ(client.readPayload(), QByteArray("MEAS 0x00"));
-    EXPECT_EQ(sim.commands(), (QList<QByteArray>{"version", "Meas Run"}));
-}
-
-TEST_F(SimServerTest, ServesSeveralClientsAtOnce)
-{
-    RawClient control;
-    ASSERT_TRUE(control.connectTo(sim.port()));
-    EXPECT_TRUE(sim.waitForClientCount(2, 2000));
-    EXPECT_EQ(control.exchange("SIM FAULT version reply=\"VERSION 0x00 other\""), QByteArray("SIM 0x00"));
-    EXPECT_EQ(client.exchange("version"), QByteArray("VERSION 0x00 other"));
-    // One-shot: the next one gets the model's answer again.
-    EXPECT_EQ(client.exchange("VERSION"), QByteArray(vireo2::test::EchoInstrument::kVersionReply));
-    EXPECT_EQ(sim.commands(), (QList<QByteArray>{"version", "VERSION"}));
-}
-
-TEST_F(SimServerTest, ControlCommandsReachTheModelAndReportErrors)
-{
-    EXPECT_EQ(client.exchange("SIM ping"), QByteArray("pong"));
-    EXPECT_EQ(client.exchange("SIM nonsense"), QByteArray("SIM 0x01 unknown control command: nonsense"));
-    EXPECT_EQ(client.exchange("SIM FAULT version bogus=1"), QByteArray("SIM 0x01 unknown fault option: bogus"));
-    EXPECT_EQ(client.exchange("SIM FAULT \"meas run"), QByteArray("SIM 0x01 unterminated quote"));
-    EXPECT_EQ(client.exchange("SIM FAULT version delay=-3"), QByteArray("SIM 0x01 bad value for delay: -3"));
-    EXPECT_TRUE(sim.commands().isEmpty());
-}
-
-TEST_F(SimServerTest, ResetClearsFaultsAndPendingOperations)
-{
-    client.exchange("SIM FAULT * reply=\"X 0x01\" always");
-    EXPECT_EQ(client.exchange("anything"), QByteArray("X 0x01"));
-    EXPECT_EQ(client.exchange("SIM RESET"), QByteArray("SIM 0x00"));
-    EXPECT_EQ(client.exchange("anything"), QByteArray("ANYTHING 0x00"));
-}
-
-TEST_F(SimServerTest, InProgressOperationCompletesOnItsPolls)
-{
-    client.exchange("SIM FAULT \"meas run\" progress=500,20000,2 final=\"MEAS 0x00 ok\"");
-    EXPECT_EQ(client.exchange("Meas Run"), QByteArray("MEAS 0x05 500 20000"));
-    EXPECT_EQ(client.exchange("other done?"), QByteArray("OTHER 0x00"));
-    EXPECT_EQ(client.exchange("MEAS DONE?"), QByteArray("MEAS 0x05"));
-    EXPECT_EQ(client.exchange("meas done?"), QByteArray("MEAS 0x00 ok"));
-    EXPECT_EQ(client.exchange("meas done?"), QByteArray("MEAS 0x00"));
-}
-
-TEST_F(SimServerTest, FirstWordMatchCoversEveryCommandOfThatWord)
-{
-    sim.faults().add(Fault::on("CAL").replying("CAL 0x1F").repeated(2));
-    EXPECT_EQ(client.exchange("cal run"), QByteArray("CAL 0x1F"));
-    EXPECT_EQ(client.exchange("Cal Query Status"), QByteArray("CAL 0x1F"));
-    EXPECT_EQ(client.exchange("cal run"), QByteArray("CAL 0x00"));
-}
-
-TEST_F(SimServerTest, GarbageAndLengthOverrideAppearOnTheWire)
-{
-    client.exchange("SIM FAULT version before=0102 after=ff length=0x10");
-    client.sendRaw(bcp::frame("version"));
-    QByteArray wire;
-    const int expected = 2 + 6 + int(qstrlen(vireo2::test::EchoInstrument::kVersionReply)) + 1;
-    while (wire.size() < expected && client.socket().waitForReadyRead(2000))
-        wire += client.socket().readAll();
-    EXPECT_EQ(wire.left(7), QByteArray("\x01\x02\x7e\x00\x00\x00\x10", 7));
-    EXPECT_EQ(wire.size(), expected);
-    EXPECT_EQ(wire.right(2), QByteArray("\x7f\xff"));
-}
-
-TEST_F(SimServerTest, DropFaultClosesTheConnection)
-{
-    sim.faults().add(Fault::on("version").dropping());
-    client.sendRaw(bcp::frame("version"));
-    EXPECT_TRUE(client.socket().waitForDisconnected(2000));
-    EXPECT_TRUE(sim.waitForClientCount(0, 2000));
-    EXPECT_TRUE(sim.isRunning());
+    client.write(bcp::frame("version") + "noise" + bcp::frame("Meas Run"));
+    QByteArray stream;
+    QByteArray payload;
+    QList<QByteArray> replies;
+    while (replies.size() < 2 && client.waitForReadyRead(2000)) {
+        stream += client.readAll();
+        while (bcp::takePacket(stream, payload))
+            replies << payload;
+    }
+    EXPECT_EQ(replies, QList<QByteArray>({EchoInstrument::kVersionReply, "MEAS 0x00"}));
+    EXPECT_EQ(sim.commands(), QList<QByteArray>({"version", "Meas Run"}));
 }
 
 TEST_F(SimServerTest, StopClosesClientsAndFreesThePort)
 {
     const quint16 port = sim.port();
+    SimServer other;
+    EXPECT_FALSE(other.start(port));
+    EXPECT_FALSE(other.isRunning());
+    EXPECT_FALSE(other.errorString().isEmpty());
     sim.stop();
     EXPECT_FALSE(sim.isRunning());
-    EXPECT_TRUE(client.socket().state() == QAbstractSocket::UnconnectedState
-                || client.socket().waitForDisconnected(2000));
-    ASSERT_TRUE(sim.start(port));
-    EXPECT_EQ(sim.port(), port);
-}
-
-TEST(SimFaultText, ParsesEveryOption)
-{
-    QString error;
-    const auto fault = Fault::parse(
-        "\"Meas Run\" reply=\"MEAS 0x00\" progress=5,6,7 final=\"MEAS 0x01 x\" silent drop delay=9 "
-        "before=0a0B after=ff split=1,2 pause=3 length=0xFFFFFFFF times=4",
-        &error);
-    ASSERT_TRUE(fault) << error.toStdString();
-    EXPECT_EQ(fault->match, QByteArray("Meas Run"));
-    EXPECT_EQ(*fault->reply, QByteArray("MEAS 0x00"));
-    ASSERT_TRUE(fault->progress);
-    EXPECT_EQ(fault->progress->delayMs, 5);
-    EXPECT_EQ(fault->progress->waitMs, 6);
-    EXPECT_EQ(fault->progress->polls, 7);
-    EXPECT_EQ(*fault->progress->finalReply, QByteArray("MEAS 0x01 x"));
-    EXPECT_TRUE(fault->silent);
-    EXPECT_TRUE(fault->drop);
-    EXPECT_EQ(fault->delayMs, 9);
-    EXPECT_EQ(fault->before, QByteArray("\x0a\x0b"));
-    EXPECT_EQ(fault->after, QByteArray("\xff"));
-    EXPECT_EQ(fault->segments, (QList<int>{1, 2}));
-    EXPECT_EQ(fault->segmentPauseMs, 3);
-    EXPECT_EQ(*fault->lengthField, 0xFFFFFFFFu);
-    EXPECT_EQ(fault->times, 4);
-    EXPECT_FALSE(Fault::parse("", &error));
-    EXPECT_FALSE(Fault::parse("x before=abc", &error));
-    EXPECT_FALSE(Fault::parse("x progress=1,2", &error));
-}
-
-TEST(SimServerStart, PortInUseFailsCleanly)
-{
-    SimServer first;
-    ASSERT_TRUE(first.start());
-    SimServer second;
-    EXPECT_FALSE(second.start(first.port()));
-    EXPECT_FALSE(second.isRunning());
-    EXPECT_FALSE(second.errorString().isEmpty());
+    EXPECT_TRUE(client.state() == QAbstractSocket::UnconnectedState || client.waitForDisconnected(2000));
+    ASSERT_TRUE(other.start(port));
+    EXPECT_EQ(other.port(), port);
 }
 
 } // namespace
