@@ -1,10 +1,12 @@
 // USB against a simulated device behind the libusb functions
-// (fake_libusb.cpp): the calls the transport makes, framing and validation
-// with the USB length rule, the exchange with its "DONE?" polls, failures.
+// (fake_libusb.cpp): the calls the transport makes, validation with the USB
+// length rule, the exchange with its "DONE?" polls, failures.
 #include <gtest/gtest.h>
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QSettings>
+#include <QStringList>
 #include <QTemporaryDir>
 #include <cerrno>
 #include <libusb.h>
@@ -16,6 +18,7 @@
 
 using vireo2::USB;
 using vireo2::sim::Fault;
+using vireo2::test::EchoInstrument;
 using vireo2::test::FakeUsbDevice;
 using vireo2::test::UsbCall;
 
@@ -28,313 +31,202 @@ FakeUsbDevice& device()
     return FakeUsbDevice::instance();
 }
 
-// IN transfers other than the 10 ms drain reads before each write.
-QList<UsbCall> replyReads()
+// One call as a word: "open<vendor>:<product>" (hexadecimal), "claim<interface>",
+// "out<length>" (with "/<timeout>" unless it has none), "in<timeout>" or "close".
+QString word(const UsbCall& call)
 {
-    QList<UsbCall> reads;
-    for (const UsbCall& call : device().calls(UsbCall::BulkIn)) {
-        if (call.timeout != USB::kDrainTimeoutMs)
-            reads << call;
+    switch (call.kind) {
+    case UsbCall::Open: return QStringLiteral("open%1:%2").arg(call.vendor, 0, 16).arg(call.product, 0, 16);
+    case UsbCall::Claim: return QStringLiteral("claim%1").arg(call.endpoint);
+    case UsbCall::BulkOut:
+        return QStringLiteral("out%1").arg(call.length) + (call.timeout ? QStringLiteral("/%1").arg(call.timeout) : "");
+    case UsbCall::BulkIn: return QStringLiteral("in%1").arg(call.timeout);
+    case UsbCall::Close: break;
     }
-    return reads;
+    return QStringLiteral("close");
+}
+
+// The calls so far, one word each.
+QString trace()
+{
+    QStringList words;
+    for (const UsbCall& call : device().calls())
+        words << word(call);
+    return words.join(QLatin1Char(' '));
 }
 
 class UsbTransportTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        device().reset(vireo2::test::EchoInstrument::create(), usb.defaultVendorId(), kProduct);
+        device().reset(EchoInstrument::create(), usb.defaultVendorId(), kProduct);
         ASSERT_TRUE(usb.OpenPort("30E1"));
         device().clearCalls();
     }
+
+    vireo2::sim::FaultScript& faults() { return device().engine().faults(); }
 
     USB usb;
     QByteArray reply;
 };
 
-TEST_F(UsbTransportTest, OpensDefaultVendorWithProductAndClaimsInterfaceZero)
+// Addresses are "PPPP" (default vendor) or "VVVV:PPPP"; other forms read as
+// product 0. An empty one is refused before the open handle is touched; an
+// open handle is closed first; a busy interface closes the handle again.
+TEST_F(UsbTransportTest, OpensByVendorAndProductOrReportsWhyNot)
 {
-    usb.ClosePort();
-    device().clearCalls();
-    ASSERT_TRUE(usb.OpenPort("30e1"));
-    const QList<UsbCall> calls = device().calls();
-    ASSERT_EQ(calls.size(), 2);
-    EXPECT_EQ(calls[0].kind, UsbCall::Open);
-    EXPECT_EQ(calls[0].vendor, usb.defaultVendorId());
-    EXPECT_EQ(calls[0].product, kProduct);
-    EXPECT_EQ(calls[1].kind, UsbCall::Claim);
-    EXPECT_EQ(calls[1].endpoint, 0);
-    EXPECT_TRUE(usb.IsConnected());
+    const std::tuple<QByteArray, bool, qint32, const char*> cases[] = {
+        {"", false, -4, ""},
+        {"30e1", false, 0, "close openVID:30e1 claim0"},
+        {"1111", false, ENOENT, "close openVID:1111"},
+        {"1234:abcd", false, ENOENT, "open1234:abcd"},
+        {"1:2:3", false, ENOENT, "openVID:0"},
+        {"zz", false, ENOENT, "openVID:0"},
+        {"30E1", true, EBUSY, "openVID:30e1 claim0 close"},
+    };
+    for (const auto& [address, busy, code, calls] : cases) {
+        SCOPED_TRACE(address.constData());
+        device().clearCalls();
+        if (busy)
+            device().failNext(UsbCall::Claim, LIBUSB_ERROR_BUSY, EBUSY);
+        EXPECT_EQ(usb.OpenPort(address), code == 0);
+        EXPECT_EQ(usb.IsConnected(), code == 0 || address.isEmpty());
+        EXPECT_EQ(trace(), QString::fromUtf8(calls).replace("VID", QString::number(usb.defaultVendorId(), 16)));
+        if (code != 0) {
+            EXPECT_EQ(usb.GetErrorCode(), code);
+            EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("FAILED OpenPort: USB Device not found"));
+        }
+    }
 }
 
-TEST_F(UsbTransportTest, AddressPartsChooseVendorAndProduct)
-{
-    device().clearCalls();
-    usb.OpenPort("1234:abcd");
-    usb.OpenPort("1:2:3");
-    usb.OpenPort("zz");
-    const QList<UsbCall> opens = device().calls(UsbCall::Open);
-    ASSERT_EQ(opens.size(), 3);
-    EXPECT_EQ(opens[0].vendor, 0x1234);
-    EXPECT_EQ(opens[0].product, 0xABCD);
-    EXPECT_EQ(opens[1].vendor, usb.defaultVendorId());
-    EXPECT_EQ(opens[1].product, 0);
-    EXPECT_EQ(opens[2].product, 0);
-    // The open handle was closed before the first new attempt.
-    EXPECT_EQ(device().calls().first().kind, UsbCall::Close);
-}
-
-TEST_F(UsbTransportTest, EmptyAddressIsDeviceNotFoundWithMinusFour)
-{
-    EXPECT_FALSE(usb.OpenPort(QByteArray()));
-    EXPECT_EQ(usb.GetErrorCode(), -4);
-    EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("FAILED OpenPort: USB Device not found"));
-    EXPECT_TRUE(usb.IsConnected());  // refused before touching the open handle
-}
-
-TEST_F(UsbTransportTest, AbsentDeviceReportsErrno)
-{
-    EXPECT_FALSE(usb.OpenPort("1111"));
-    EXPECT_FALSE(usb.IsConnected());
-    EXPECT_EQ(usb.GetErrorCode(), ENOENT);
-    EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("FAILED OpenPort: USB Device not found"));
-}
-
-TEST_F(UsbTransportTest, BusyInterfaceClosesTheHandleAgain)
-{
-    usb.ClosePort();
-    device().failClaim(LIBUSB_ERROR_BUSY, EBUSY);
-    EXPECT_FALSE(usb.OpenPort("30E1"));
-    EXPECT_EQ(usb.GetErrorCode(), EBUSY);
-    EXPECT_FALSE(usb.IsConnected());
-    EXPECT_EQ(device().openHandles(), 0);
-}
-
-TEST_F(UsbTransportTest, ExchangeDrainsWritesZeroLengthPacketAndReads)
-{
-    ASSERT_TRUE(usb.SendReceive("version", reply, 700, 0));
-    EXPECT_EQ(reply, QByteArray(vireo2::test::EchoInstrument::kVersionReply));
-    const QList<UsbCall> calls = device().calls();
-    ASSERT_EQ(calls.size(), 4);
-    EXPECT_EQ(calls[0].kind, UsbCall::BulkIn);
-    EXPECT_EQ(calls[0].endpoint, 0x82);
-    EXPECT_EQ(calls[0].timeout, 10u);
-    EXPECT_EQ(calls[0].result, LIBUSB_ERROR_TIMEOUT);
-    EXPECT_EQ(calls[1].kind, UsbCall::BulkOut);
-    EXPECT_EQ(calls[1].endpoint, 0x01);
-    EXPECT_EQ(calls[1].data, vireo2::bcp::frame("version"));
-    EXPECT_EQ(calls[1].timeout, 0u);
-    EXPECT_EQ(calls[2].kind, UsbCall::BulkOut);
-    EXPECT_EQ(calls[2].length, 0);
-    EXPECT_EQ(calls[2].timeout, 0u);
-    EXPECT_EQ(calls[3].kind, UsbCall::BulkIn);
-    EXPECT_EQ(calls[3].length, USB::kReceiveBufferSize);
-    EXPECT_EQ(calls[3].timeout, 700u);
-}
-
-TEST_F(UsbTransportTest, EveryWriteIsFollowedByOneZeroLengthPacket)
-{
-    ASSERT_TRUE(usb.SendRaw(QByteArray(64, 'a').constData(), 64));
-    ASSERT_TRUE(usb.SendRaw("0123456789", 10));
-    QList<int> outLengths;
-    for (const UsbCall& call : device().calls(UsbCall::BulkOut))
-        outLengths << call.length;
-    EXPECT_EQ(outLengths, (QList<int>{64, 0, 10, 0}));
-}
-
-TEST_F(UsbTransportTest, StaleReplyIsThrownAwayBeforeWriting)
+TEST_F(UsbTransportTest, ExchangeDrainsWritesAZeroLengthPacketAndReads)
 {
     device().queueIn(vireo2::bcp::frame("STALE 0x00"));
-    ASSERT_TRUE(usb.SendReceive("version", reply, 500, 0));
-    EXPECT_EQ(reply, QByteArray(vireo2::test::EchoInstrument::kVersionReply));
-    EXPECT_EQ(device().calls().first().data, vireo2::bcp::frame("STALE 0x00"));
+    usb.SetPacketMode(false);  // USB frames its packets whatever is set
+    ASSERT_TRUE(usb.SendReceive("version", reply, 700, 0));
+    EXPECT_EQ(reply, QByteArray(EchoInstrument::kVersionReply));
+    EXPECT_EQ(trace(), QStringLiteral("in10 out13 out0 in700"));
+    const QList<UsbCall> calls = device().calls();
+    EXPECT_EQ(calls[0].data, vireo2::bcp::frame("STALE 0x00"));  // thrown away
+    EXPECT_EQ(calls[1].data, vireo2::bcp::frame("version"));
+    EXPECT_EQ(calls[3].length, USB::kReceiveBufferSize);
 }
 
 TEST_F(UsbTransportTest, ReadTimeoutRecordsNoError)
 {
     usb.SetError(0x1234, QStringLiteral("earlier"));
-    device().engine().faults().add(Fault::on("version").silently());
+    faults().add(Fault::on("version").silently());
     QElapsedTimer timer;
     timer.start();
     EXPECT_FALSE(usb.SendReceive("version", reply, 40, 0));
     EXPECT_GE(timer.elapsed(), 40);
-    EXPECT_EQ(usb.GetErrorCode(), 0x1234);
-    EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("earlier"));
     EXPECT_EQ(usb.Receive(reply, 5), 0);
     EXPECT_EQ(usb.GetErrorCode(), 0x1234);
+    EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("earlier"));
 }
 
-TEST_F(UsbTransportTest, ShortLengthFieldKeepsSurplusBytes)
+// Each read is one packet: a smaller length field keeps the surplus, noise
+// is not skipped and a split reply is not put back together.
+TEST_F(UsbTransportTest, ValidatesEachReadWithTheUsbLengthRule)
 {
-    device().engine().faults().add(Fault::on("version").replying("MEAS 0x00 surplus").withLengthField(9));
-    ASSERT_TRUE(usb.SendReceive("version", reply, 500, 0));
-    EXPECT_EQ(reply, QByteArray("MEAS 0x00 surplus"));
+    const char* invalid = "FAILED RecvPacket: Invalid BCP";
+    const std::tuple<const char*, QByteArray, qint32, const char*> cases[] = {
+        {"surplus", QByteArray("\x7e\0\0\0\x09" "MEAS 0x00 surplus\x7f", 23), 0, "MEAS 0x00 surplus"},
+        {"five bytes", QByteArray("\x7e\0\0\0\x7f", 5), 0x5006, "FAILED RecvPacket: Invalid packet length"},
+        {"noise first", "x" + vireo2::bcp::frame("MEAS 0x00"), 0x5007, invalid},
+        {"hostile length", QByteArray("\x7e\xff\xff\xff\xff" "MEAS\x7f", 10), 0x5007, invalid},
+        {"first piece of a split reply", vireo2::bcp::frame("MEAS 0x00").left(8), 0x5007, invalid},
+    };
+    for (const auto& [what, bytes, code, text] : cases) {
+        SCOPED_TRACE(what);
+        usb.SetError(0, QString());
+        device().queueIn(bytes);
+        EXPECT_EQ(usb.RecvPacket(reply, 50), code == 0);
+        EXPECT_EQ(usb.GetErrorCode(), code);
+        EXPECT_EQ(code == 0 ? QString::fromUtf8(reply) : usb.GetErrorMessage(), QString::fromUtf8(text));
+    }
 }
 
-TEST_F(UsbTransportTest, ValidationFailuresCarryUsbTexts)
+// Each poll is drained before and followed by a zero-length packet. Its read
+// waits the instrument's wait, less the time gone by but never below 5 s nor
+// above 600 s; the delay before it is never negative.
+TEST_F(UsbTransportTest, PollsWithUpperCaseDoneAndBoundedTimeouts)
 {
-    device().queueIn(QByteArray("\x7e\x00\x00\x00", 4) + '\x7f');
-    EXPECT_FALSE(usb.RecvPacket(reply, 50));
-    EXPECT_EQ(usb.GetErrorCode(), 0x5006);
-    EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("FAILED RecvPacket: Invalid packet length"));
-
-    device().queueIn("x" + vireo2::bcp::frame("MEAS 0x00"));  // USB skips no noise
-    EXPECT_FALSE(usb.RecvPacket(reply, 50));
-    EXPECT_EQ(usb.GetErrorCode(), 0x5007);
-    EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("FAILED RecvPacket: Invalid BCP"));
-
-    usb.SetError(0, QString());
-    device().queueIn(QByteArray("\x7e\xff\xff\xff\xff", 5) + "MEAS\x7f");
-    EXPECT_FALSE(usb.RecvPacket(reply, 50));
-    EXPECT_EQ(usb.GetErrorCode(), 0x5007);
-}
-
-TEST_F(UsbTransportTest, SplitReplyIsNotReassembled)
-{
-    device().engine().faults().add(Fault::on("version").splitInto({8}, 0));
-    EXPECT_FALSE(usb.SendReceive("version", reply, 200, 0));
-    EXPECT_EQ(usb.GetErrorCode(), 0x5007);
-}
-
-TEST_F(UsbTransportTest, PollsWithUpperCaseDoneAndTimeoutFloor)
-{
-    device().engine().faults().add(Fault::on("meas run").withProgress(30, 3000, 3, QByteArray("MEAS 0x00")));
-    ASSERT_TRUE(usb.SendReceive("Meas Run", reply, 800, 0));
-    EXPECT_EQ(reply, QByteArray("MEAS 0x00"));
-    const QList<QByteArray> expected{"Meas Run", "Meas DONE?", "Meas DONE?", "Meas DONE?"};
-    EXPECT_EQ(device().engine().commands(), expected);
-
-    // The caller's timeout, then the instrument's wait, then never below 5 s.
-    QList<unsigned> timeouts;
-    for (const UsbCall& call : replyReads())
-        timeouts << call.timeout;
-    EXPECT_EQ(timeouts, (QList<unsigned>{800, 3000, 5000, 5000}));
-}
-
-TEST_F(UsbTransportTest, PollTimeoutShrinksByElapsedTimeFromALongWait)
-{
-    device().engine().faults().add(Fault::on("meas run").withProgress(60, 20000, 2));
-    ASSERT_TRUE(usb.SendReceive("Meas Run", reply, 800, 0));
-    const QList<UsbCall> reads = replyReads();
-    ASSERT_EQ(reads.size(), 3);
-    EXPECT_EQ(reads[1].timeout, 20000u);
-    EXPECT_LT(reads[2].timeout, 20000u - 60u);
-    EXPECT_GT(reads[2].timeout, 19000u);
-}
-
-TEST_F(UsbTransportTest, InstrumentSuppliedDelayAndWaitAreBounded)
-{
-    // A corrupt progress reply must not park the caller for days.
-    device().engine().faults().add(Fault::on("meas run").replying("MEAS 0x05 -40 999999999"));
-    device().engine().faults().add(Fault::on("meas done?").replying("MEAS 0x00"));
-    QElapsedTimer timer;
-    timer.start();
-    ASSERT_TRUE(usb.SendReceive("Meas Run", reply, 800, 0));
-    EXPECT_LT(timer.elapsed(), 500);
-    const QList<UsbCall> reads = replyReads();
-    ASSERT_EQ(reads.size(), 2);
-    EXPECT_EQ(reads[1].timeout, 600000u);
+    const std::pair<Fault, QString> cases[] = {
+        {Fault::on("meas run").withProgress(30, 3000, 3), "in3000 in10 out16 out0 in5000 in10 out16 out0 in5000"},
+        {Fault::on("meas run").withProgress(60, 20000, 2), "in20000 in10 out16 out0 in19\\d\\d\\d"},
+        {Fault::on("meas run").withProgress(-40, 999999999, 1), "in600000"},
+    };
+    for (const auto& [fault, polls] : cases) {
+        device().clearCalls();
+        faults().add(fault);
+        QElapsedTimer timer;
+        timer.start();
+        ASSERT_TRUE(usb.SendReceive("Meas Run", reply, 800, 0));
+        EXPECT_LT(timer.elapsed(), 1000);
+        EXPECT_EQ(reply, QByteArray("MEAS 0x00"));
+        EXPECT_EQ(device().engine().commands().last(), QByteArray("Meas DONE?"));
+        const QRegularExpression expected("^in10 out14 out0 in800 in10 out16 out0 " + polls + "$");
+        EXPECT_TRUE(expected.match(trace()).hasMatch()) << trace().toStdString();
+    }
 }
 
 TEST_F(UsbTransportTest, OnlyFourWordDecimalFiveStartsPolling)
 {
     // "0x1A" reads as 0 on USB; five words are not a progress reply.
-    device().engine().faults().add(Fault::on("a").replying("A 0x1A 10 10"));
-    device().engine().faults().add(Fault::on("b").replying("B 0x05 10 10 x"));
-    device().engine().faults().add(Fault::on("c").replying("C 0x05"));
-    for (const char* command : {"a", "b", "c"}) {
-        ASSERT_TRUE(usb.SendReceive(command, reply, 300, 0));
+    for (const QByteArray text : {"A 0x1A 10 10", "B 0x05 10 10 x", "C 0x05"}) {
+        faults().add(Fault::on("probe").replying(text));
+        ASSERT_TRUE(usb.SendReceive("probe", reply, 300, 0));
+        EXPECT_EQ(reply, text);
     }
-    EXPECT_EQ(reply, QByteArray("C 0x05"));
     EXPECT_EQ(device().engine().commands().size(), 3);
 }
 
-TEST_F(UsbTransportTest, PacketModeStaysOnWhateverIsSet)
+TEST_F(UsbTransportTest, TransferErrorsReportErrno)
 {
-    usb.SetPacketMode(false);
-    ASSERT_TRUE(usb.SendReceive("version", reply, 300, 0));
-    EXPECT_EQ(device().engine().commands(), QList<QByteArray>{"version"});
-}
-
-TEST_F(UsbTransportTest, WriteFailureReportsErrno)
-{
-    device().failNextWrite(LIBUSB_ERROR_IO, EIO);
+    device().failNext(UsbCall::BulkOut, LIBUSB_ERROR_IO, EIO);
     EXPECT_FALSE(usb.SendReceive("version", reply, 300, 0));
     EXPECT_EQ(usb.GetErrorCode(), EIO);
     EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("FAILED Send: bulk transfer"));
-    // No zero-length packet after a failed write.
-    EXPECT_EQ(device().calls(UsbCall::BulkOut).size(), 1);
-}
+    EXPECT_EQ(trace(), QStringLiteral("in10 out13"));  // no zero-length packet after a failed write
 
-TEST_F(UsbTransportTest, ReadErrorReportsErrnoInDecimal)
-{
-    device().failNextRead(LIBUSB_ERROR_PIPE, EPIPE);
+    device().failNext(UsbCall::BulkIn, LIBUSB_ERROR_PIPE, EPIPE);
     EXPECT_EQ(usb.Receive(reply, 50), 0);
     EXPECT_EQ(usb.GetErrorCode(), EPIPE);
     EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("Receive: Error code %1").arg(EPIPE));
 }
 
-TEST_F(UsbTransportTest, UnpluggedDeviceFailsTheWrite)
+TEST(UsbClosing, ClosesOnceWithoutPausingAgainAndOnDestruction)
 {
-    device().engine().faults().add(Fault::on("version").dropping());
-    EXPECT_FALSE(usb.SendReceive("version", reply, 50, 0));
-    EXPECT_FALSE(usb.SendReceive("version", reply, 50, 0));
-    EXPECT_EQ(usb.GetErrorCode(), ENODEV);
-    EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("FAILED Send: bulk transfer"));
-}
-
-TEST_F(UsbTransportTest, ReadsShareOneBuffer)
-{
-    ASSERT_TRUE(usb.SendReceive("version", reply, 300, 0));
-    ASSERT_TRUE(usb.SendReceive("version", reply, 300, 0));
-    const QList<UsbCall> reads = device().calls(UsbCall::BulkIn);
-    ASSERT_EQ(reads.size(), 4);
-    for (const UsbCall& read : reads)
-        EXPECT_EQ(read.buffer, reads.first().buffer);
-}
-
-TEST_F(UsbTransportTest, ClosingTwiceClosesOnceAndDoesNotPause)
-{
-    usb.ClosePort();
-    EXPECT_FALSE(usb.IsConnected());
-    QElapsedTimer timer;
-    timer.start();
-    usb.ClosePort();
-    EXPECT_LT(timer.elapsed(), 50);
-    EXPECT_EQ(device().calls(UsbCall::Close).size(), 1);
-    // A closed transport fails its writes instead of reaching libusb.
-    EXPECT_FALSE(usb.Send("version", 0));
-    EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("FAILED Send: bulk transfer"));
+    {
+        USB usb;
+        device().reset(EchoInstrument::create(), usb.defaultVendorId(), kProduct);
+        ASSERT_TRUE(usb.OpenPort("30E1"));
+        usb.ClosePort();
+        QElapsedTimer timer;
+        timer.start();
+        usb.ClosePort();
+        EXPECT_LT(timer.elapsed(), 50);
+        EXPECT_FALSE(usb.IsConnected());
+        EXPECT_FALSE(usb.Send("version", 0));  // without reaching libusb
+        EXPECT_EQ(usb.GetErrorCode(), ENODEV);
+        EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("FAILED Send: bulk transfer"));
+        EXPECT_EQ(device().calls().size(), 3);  // open, claim, close
+        ASSERT_TRUE(usb.OpenPort("30E1"));
+    }
+    EXPECT_EQ(device().calls().last().kind, UsbCall::Close);
 }
 
 TEST(UsbVendorSetting, ReadsHexadecimalKeyOrKeepsFallback)
 {
     QTemporaryDir dir;
     const QString file = dir.filePath(QStringLiteral("spectro.ini"));
-    auto vendorFor = [&](const QString& value) {
-        {
-            QSettings ini(file, QSettings::IniFormat);
-            ini.setValue(QStringLiteral("Options/UsbVendorId"), value);
-        }
-        return USB::vendorIdSetting(file, 0xBEEF);
-    };
     EXPECT_EQ(USB::vendorIdSetting(file, 0xBEEF), 0xBEEF);
-    EXPECT_EQ(vendorFor(QStringLiteral("1a2B")), 0x1A2B);
-    EXPECT_EQ(vendorFor(QStringLiteral("0x0C2E")), 0x0C2E);
-    EXPECT_EQ(vendorFor(QStringLiteral("zz")), 0xBEEF);
-    EXPECT_EQ(vendorFor(QStringLiteral("12345")), 0xBEEF);
-}
-
-TEST(UsbLifetime, DestructionClosesAnOpenDevice)
-{
-    {
-        USB usb;
-        device().reset(vireo2::test::EchoInstrument::create(), usb.defaultVendorId(), kProduct);
-        ASSERT_TRUE(usb.OpenPort("30E1"));
-        EXPECT_EQ(device().openHandles(), 1);
+    const std::pair<const char*, quint16> cases[] = {{"1a2B", 0x1A2B}, {"0x0C2E", 0x0C2E}, {"zz", 0xBEEF}, {"12345", 0xBEEF}};
+    for (const auto& [text, vendor] : cases) {
+        QSettings(file, QSettings::IniFormat).setValue(QStringLiteral("Options/UsbVendorId"), QString::fromUtf8(text));
+        EXPECT_EQ(USB::vendorIdSetting(file, 0xBEEF), vendor) << text;
     }
-    EXPECT_EQ(device().openHandles(), 0);
-    EXPECT_EQ(device().calls(UsbCall::Init).size(), 0);  // init came before reset()
 }
 
 } // namespace
