@@ -1,6 +1,7 @@
 #include "cli_fixture.h"
 
 #include <QDir>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QTcpServer>
@@ -13,23 +14,19 @@ const QString CliTest::kSerial = QStringLiteral("CLI-TEST-0042");
 const QString CliTest::kFirmware = QStringLiteral("9.8.765");
 const QString CliTest::kSample = QStringLiteral("TCS09");
 
-sim::DefaultInstrumentOptions CliTest::instrumentOptions()
+void CliTest::SetUp()
 {
+    ASSERT_TRUE(dir_.isValid());
+    ASSERT_TRUE(QDir().mkpath(dataHome()));
+    ASSERT_TRUE(QDir().mkpath(workDirectory()));
+    // A fresh, uncalibrated instrument without measurement noise.
     sim::DefaultInstrumentOptions options;
     options.serialNumber = kSerial;
     options.firmwareVersion = kFirmware;
     options.sample = kSample;
     options.noise = 0.0;
     options.measurementMs = 50;
-    return options;
-}
-
-void CliTest::SetUp()
-{
-    ASSERT_TRUE(dir_.isValid());
-    ASSERT_TRUE(QDir().mkpath(dataHome()));
-    ASSERT_TRUE(QDir().mkpath(workDirectory()));
-    sim_ = std::make_unique<sim::SimServer>(sim::createDefaultInstrument(instrumentOptions()));
+    sim_ = std::make_unique<sim::SimServer>(sim::createDefaultInstrument(options));
     ASSERT_TRUE(sim_->start(0)) << sim_->errorString().toStdString();
 }
 
@@ -49,13 +46,18 @@ QString CliTest::simAddress() const
     return QStringLiteral("127.0.0.1:%1").arg(sim_->port());
 }
 
-ProgramResult CliTest::runProgram(const QString& program, const QStringList& arguments, int timeoutMs) const
+void CliTest::placeInTest(QProcess& process) const
 {
-    QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_DATA_HOME"), dataHome());
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(workDirectory());
+}
+
+ProgramResult CliTest::runProgram(const QString& program, const QStringList& arguments, int timeoutMs) const
+{
+    QProcess process;
+    placeInTest(process);
     process.start(program, arguments);
     ProgramResult result;
     if (!process.waitForStarted(10000)) {
@@ -93,14 +95,19 @@ QVector<double> CliTest::samplePercent()
     return percent;
 }
 
-quint16 closedPort()
+QJsonObject CliTest::jsonObject(const QString& text)
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
+    EXPECT_EQ(error.error, QJsonParseError::NoError) << text.toStdString();
+    return document.object();
+}
+
+QString closedAddress()
 {
     QTcpServer server;
-    if (!server.listen(QHostAddress::LocalHost, 0))
-        return 0;
-    const quint16 port = server.serverPort();
-    server.close();
-    return port;
+    server.listen(QHostAddress::LocalHost, 0);
+    return QStringLiteral("127.0.0.1:%1").arg(server.serverPort());
 }
 
 } // namespace vireo2::test

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QJsonObject>
+#include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -36,20 +38,28 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // A fresh, uncalibrated instrument without measurement noise.
-    static sim::DefaultInstrumentOptions instrumentOptions();
-
     // The simulator's control interface ("calibration valid", "standard dirty").
     QString control(const QString& line);
     QString simAddress() const;
 
-    // vireo2 with these arguments; `withSimulator` puts --tcp <simulator> first.
+    // vireo2 with these arguments; the AgainstSim forms put --tcp <simulator>
+    // first. `line` is split at blanks.
     ProgramResult vireo2(const QStringList& arguments) const;
     ProgramResult vireo2AgainstSim(const QStringList& arguments) const;
+    ProgramResult run(const QString& line) const { return vireo2(line.split(QLatin1Char(' '), Qt::SkipEmptyParts)); }
+    ProgramResult runAgainstSim(const QString& line) const
+    {
+        return run(QStringLiteral("--tcp %1 %2").arg(simAddress(), line));
+    }
     ProgramResult runProgram(const QString& program, const QStringList& arguments, int timeoutMs = 60000) const;
+    // Gives a program started outside runProgram this test's data folder and
+    // working directory.
+    void placeInTest(QProcess& process) const;
 
     // The sample's reflectance in percent, as the instrument should report it.
     static QVector<double> samplePercent();
+    // The JSON object a program printed.
+    static QJsonObject jsonObject(const QString& text);
 
     QString dataHome() const { return dir_.path() + QStringLiteral("/data"); }
     QString workDirectory() const { return dir_.path() + QStringLiteral("/work"); }
@@ -61,7 +71,7 @@ private:
     QTemporaryDir dir_;
 };
 
-// A port on 127.0.0.1 where nothing listens.
-quint16 closedPort();
+// An address on 127.0.0.1 where nothing listens.
+QString closedAddress();
 
 } // namespace vireo2::test

@@ -9,62 +9,51 @@ namespace {
 
 class LogTest : public CliTest {
 protected:
-    // A connection that fails leaves an error line in the log.
+    // A connection that fails: exit status 1, the library's error, and an
+    // error line in the log.
     void failToConnect()
     {
-        const ProgramResult result =
-            vireo2({QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(closedPort()), QStringLiteral("status")});
+        const ProgramResult result = run("--tcp " + closedAddress() + " status");
         ASSERT_EQ(result.exitCode, 1);
+        EXPECT_TRUE(result.err.contains("Connecting (TCP 127.0.0.1:")) << result.err.toStdString();
+        EXPECT_TRUE(result.err.contains("error 20480: Unable to connect to Vireo2 - "));
+        EXPECT_TRUE(result.out.isEmpty());
     }
 
-    void setLogDirectory(const QString& value)
-    {
-        QSettings ini(workDirectory() + QStringLiteral("/spectro.ini"), QSettings::IniFormat);
-        ini.setValue(QStringLiteral("Data/Path"), value);
-        ini.sync();
-    }
-
-    QString logPath() { return vireo2({QStringLiteral("log"), QStringLiteral("--path")}).out.trimmed(); }
+    QString logPath() const { return run("log --path").out.trimmed(); }
 };
 
 TEST_F(LogTest, ShowsTheLatestLinesTheLibraryWrote)
 {
-    EXPECT_EQ(logPath(), dataHome() + QStringLiteral("/Hueron/spectro.log"));
-    failToConnect();
-    failToConnect();
-    const ProgramResult all = vireo2({QStringLiteral("log")});
-    ASSERT_EQ(all.exitCode, 0) << all.err.toStdString();
-    EXPECT_EQ(all.out.count(QStringLiteral("**ERROR** Unable to connect to Vireo2 - ")), 2) << all.out.toStdString();
-    EXPECT_FALSE(all.out.contains(QLatin1Char('\r')));
+    const QString defaultPath = dataHome() + "/Hueron/spectro.log";
+    EXPECT_EQ(logPath(), defaultPath);
+    const ProgramResult missing = run("log");
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_TRUE(missing.err.contains(defaultPath)) << "a missing log is a failure that names the path";
 
-    const ProgramResult last = vireo2({QStringLiteral("log"), QStringLiteral("-n"), QStringLiteral("1")});
-    EXPECT_EQ(last.out.count(QLatin1Char('\n')), 1);
+    failToConnect();
+    failToConnect();
+    const ProgramResult all = run("log");
+    ASSERT_EQ(all.exitCode, 0) << all.err.toStdString();
+    EXPECT_EQ(all.out.count("**ERROR** Unable to connect to Vireo2 - "), 2) << all.out.toStdString();
+    EXPECT_FALSE(all.out.contains('\r'));
+    const ProgramResult last = run("log -n 1");
+    EXPECT_EQ(last.out.count('\n'), 1);
     EXPECT_TRUE(all.out.endsWith(last.out));
 }
 
-TEST_F(LogTest, FollowsAnAbsoluteDataPathInTheWorkingDirectory)
+TEST_F(LogTest, FollowsTheDataPathOfTheWorkingDirectory)
 {
-    const QString directory = path(QStringLiteral("elsewhere"));
-    setLogDirectory(directory);
-    EXPECT_EQ(logPath(), directory + QStringLiteral("/spectro.log"));
-    failToConnect();
-    EXPECT_TRUE(QFile::exists(directory + QStringLiteral("/spectro.log"))) << "the library writes there too";
-    EXPECT_TRUE(vireo2({QStringLiteral("log")}).out.contains(QStringLiteral("Unable to connect")));
-}
-
-TEST_F(LogTest, PlacesARelativeDataPathInTheUserDataFolder)
-{
-    setLogDirectory(QStringLiteral("./mylogs"));
-    EXPECT_EQ(logPath(), dataHome() + QStringLiteral("/mylogs/spectro.log"));
-    failToConnect();
-    EXPECT_TRUE(QFile::exists(dataHome() + QStringLiteral("/mylogs/spectro.log")));
-}
-
-TEST_F(LogTest, MissingLogIsAFailureThatNamesThePath)
-{
-    const ProgramResult result = vireo2({QStringLiteral("log")});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains(dataHome() + QStringLiteral("/Hueron/spectro.log")));
+    // An absolute path stands as it is; a relative one lies in the user data folder.
+    const QList<QPair<QString, QString>> cases{{path("elsewhere"), path("elsewhere")},
+                                               {"./mylogs", dataHome() + "/mylogs"}};
+    for (const auto& [value, directory] : cases) {
+        QSettings(workDirectory() + "/spectro.ini", QSettings::IniFormat).setValue("Data/Path", value);
+        EXPECT_EQ(logPath(), directory + "/spectro.log");
+        failToConnect();
+        EXPECT_TRUE(QFile::exists(directory + "/spectro.log")) << "the library writes there too";
+        EXPECT_TRUE(run("log").out.contains("Unable to connect"));
+    }
 }
 
 } // namespace

@@ -3,8 +3,6 @@
 // that the colour values belong to those spectra.
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QRegularExpression>
 #include <QXmlStreamReader>
 #include <cmath>
@@ -15,7 +13,6 @@
 namespace vireo2::test {
 namespace {
 
-constexpr int kD50_2 = 4;
 constexpr int kD65_10 = 7;
 
 class MeasureTest : public CliTest {
@@ -23,48 +20,33 @@ protected:
     void SetUp() override
     {
         CliTest::SetUp();
-        ASSERT_TRUE(control(QStringLiteral("calibration valid")).startsWith(QStringLiteral("SIM 0x00")));
-    }
-
-    QJsonObject measureJson(const QStringList& extra = {})
-    {
-        const ProgramResult result = vireo2AgainstSim(QStringList{QStringLiteral("measure"), QStringLiteral("--json")} + extra);
-        EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-        QJsonParseError error{};
-        const QJsonDocument document = QJsonDocument::fromJson(result.out.toUtf8(), &error);
-        EXPECT_EQ(error.error, QJsonParseError::NoError) << result.out.toStdString();
-        return document.object();
-    }
-
-    static std::vector<double> values(const QJsonObject& condition)
-    {
-        std::vector<double> out;
-        for (const auto& value : condition.value(QStringLiteral("values")).toArray())
-            out.push_back(value.toDouble());
-        return out;
+        ASSERT_TRUE(control("calibration valid").startsWith("SIM 0x00"));
     }
 };
 
 TEST_F(MeasureTest, JsonHoldsEveryConditionInPercentWithItsColourValues)
 {
-    const QJsonObject document = measureJson();
-    EXPECT_EQ(document.value(QStringLiteral("illuminant")).toString(), QStringLiteral("D50/2"));
-    EXPECT_EQ(document.value(QStringLiteral("unit")).toString(), QStringLiteral("percent"));
-    EXPECT_EQ(document.value(QStringLiteral("instrument")).toObject().value(QStringLiteral("serial")).toString(), kSerial);
+    const ProgramResult result = runAgainstSim("measure --json --illuminant d65/10");
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QJsonObject document = jsonObject(result.out);
+    EXPECT_EQ(document.value("illuminant").toString(), "D65/10");
+    EXPECT_EQ(document.value("unit").toString(), "percent");
+    EXPECT_EQ(document.value("instrument").toObject().value("serial").toString(), kSerial);
 
-    const QJsonArray conditions = document.value(QStringLiteral("conditions")).toArray();
+    const QJsonArray conditions = document.value("conditions").toArray();
     ASSERT_EQ(conditions.size(), 4);
     const QVector<double> expected = samplePercent();
     for (int c = 0; c < 4; ++c) {
-        const QJsonObject condition = conditions.at(c).toObject();
         SCOPED_TRACE(c);
-        EXPECT_EQ(condition.value(QStringLiteral("name")).toString(), QStringLiteral("M%1").arg(c));
-        const QJsonArray wavelengths = condition.value(QStringLiteral("wavelengths")).toArray();
+        const QJsonObject condition = conditions.at(c).toObject();
+        EXPECT_EQ(condition.value("name").toString(), QStringLiteral("M%1").arg(c));
+        const QJsonArray wavelengths = condition.value("wavelengths").toArray();
         ASSERT_EQ(wavelengths.size(), 31);
         EXPECT_EQ(wavelengths.first().toInt(), 400);
         EXPECT_EQ(wavelengths.last().toInt(), 700);
-
-        const std::vector<double> spectrum = values(condition);
+        std::vector<double> spectrum;
+        for (const QJsonValue& value : condition.value("values").toArray())
+            spectrum.push_back(value.toDouble());
         ASSERT_EQ(spectrum.size(), 31u);
         // M0..M2 of a sample without brighteners are its reflectance; M3
         // loses the surface reflection and reads lower.
@@ -74,75 +56,83 @@ TEST_F(MeasureTest, JsonHoldsEveryConditionInPercentWithItsColourValues)
             else
                 EXPECT_LT(spectrum[size_t(i)], expected.at(i) + 1e-3) << i;
         }
-
+        // The colour values are those of this spectrum under the chosen illuminant.
         double lab[3] = {};
-        ASSERT_EQ(Vireo2_SpectrumToLab(spectrum.data(), kD50_2, 0, lab), 1);
-        const QJsonObject jsonLab = condition.value(QStringLiteral("lab")).toObject();
-        EXPECT_NEAR(jsonLab.value(QStringLiteral("L")).toDouble(), lab[0], 2e-3);
-        EXPECT_NEAR(jsonLab.value(QStringLiteral("a")).toDouble(), lab[1], 2e-3);
-        EXPECT_NEAR(jsonLab.value(QStringLiteral("b")).toDouble(), lab[2], 2e-3);
-        const QJsonObject lch = condition.value(QStringLiteral("lch")).toObject();
-        EXPECT_NEAR(lch.value(QStringLiteral("C")).toDouble(), std::hypot(lab[1], lab[2]), 2e-3);
+        ASSERT_EQ(Vireo2_SpectrumToLab(spectrum.data(), kD65_10, 0, lab), 1);
+        const QJsonObject jsonLab = condition.value("lab").toObject();
+        EXPECT_NEAR(jsonLab.value("L").toDouble(), lab[0], 2e-3);
+        EXPECT_NEAR(jsonLab.value("a").toDouble(), lab[1], 2e-3);
+        EXPECT_NEAR(jsonLab.value("b").toDouble(), lab[2], 2e-3);
+        const QJsonObject lch = condition.value("lch").toObject();
+        EXPECT_NEAR(lch.value("C").toDouble(), std::hypot(lab[1], lab[2]), 2e-3);
         const double hue = std::atan2(lab[2], lab[1]) * 180.0 / M_PI;
-        EXPECT_NEAR(lch.value(QStringLiteral("h")).toDouble(), hue < 0 ? hue + 360.0 : hue, 2e-3);
+        EXPECT_NEAR(lch.value("h").toDouble(), hue < 0 ? hue + 360.0 : hue, 2e-3);
     }
 }
 
-TEST_F(MeasureTest, IlluminantOptionChangesTheColourValuesOnly)
+TEST_F(MeasureTest, TableShowsEveryConditionAndThePlotDrawsIt)
 {
-    const QJsonObject document = measureJson({QStringLiteral("--illuminant"), QStringLiteral("d65/10")});
-    EXPECT_EQ(document.value(QStringLiteral("illuminant")).toString(), QStringLiteral("D65/10"));
-    const QJsonObject m0 = document.value(QStringLiteral("conditions")).toArray().at(0).toObject();
-    const std::vector<double> spectrum = values(m0);
-    ASSERT_EQ(spectrum.size(), 31u);
-    double d65[3] = {}, d50[3] = {};
-    ASSERT_EQ(Vireo2_SpectrumToLab(spectrum.data(), kD65_10, 0, d65), 1);
-    ASSERT_EQ(Vireo2_SpectrumToLab(spectrum.data(), kD50_2, 0, d50), 1);
-    const double b = m0.value(QStringLiteral("lab")).toObject().value(QStringLiteral("b")).toDouble();
-    EXPECT_NEAR(b, d65[2], 2e-3);
-    EXPECT_GT(std::abs(b - d50[2]), 0.1);
-}
-
-TEST_F(MeasureTest, TableShowsWavelengthRowsAndColourRowsPerCondition)
-{
-    const ProgramResult result = vireo2AgainstSim({QStringLiteral("measure")});
+    const QString chart = path("spectra.svg");
+    const ProgramResult result = runAgainstSim("measure --plot " + chart);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    const QStringList lines = result.out.split(QLatin1Char('\n'));
-
-    const QRegularExpression wavelengthRow(QStringLiteral("^\\s+(\\d{3})(\\s+\\d+\\.\\d\\d){4}$"));
-    QList<int> wavelengths;
-    for (const QString& line : lines) {
-        const auto match = wavelengthRow.match(line);
-        if (match.hasMatch())
-            wavelengths << match.captured(1).toInt();
-    }
-    ASSERT_EQ(wavelengths.size(), 31);
-    EXPECT_EQ(wavelengths.first(), 400);
-    EXPECT_EQ(wavelengths.last(), 700);
-
-    EXPECT_TRUE(result.out.contains(QStringLiteral("D50/2\u00B0")));
+    const QStringList lines = result.out.split('\n');
+    const QStringList rows = lines.filter(QRegularExpression("^\\s+\\d{3}(\\s+\\d+\\.\\d\\d){4}$"));
+    ASSERT_EQ(rows.size(), 31);
+    EXPECT_EQ(rows.first().trimmed().section(' ', 0, 0), "400");
+    EXPECT_EQ(rows.last().trimmed().section(' ', 0, 0), "700");
+    EXPECT_TRUE(result.out.contains("D50/2\u00B0")) << "the default illuminant";
     for (const char* label : {"L*", "a*", "b*", "C*", "h"}) {
-        const QRegularExpression colourRow(QStringLiteral("^\\s+%1(\\s+-?\\d+\\.\\d\\d){4}$")
-                                               .arg(QRegularExpression::escape(QString::fromLatin1(label))));
-        EXPECT_EQ(lines.filter(colourRow).size(), 1) << label;
+        const QString colourRow = QStringLiteral("^\\s+%1(\\s+-?\\d+\\.\\d\\d){4}$").arg(QRegularExpression::escape(label));
+        EXPECT_EQ(lines.filter(QRegularExpression(colourRow)).size(), 1) << label;
     }
     // Progress goes to stderr, never into the results.
-    EXPECT_TRUE(result.err.contains(QStringLiteral("Measuring...")));
-    EXPECT_FALSE(result.out.contains(QStringLiteral("Measuring")));
+    EXPECT_TRUE(result.err.contains("Measuring..."));
+    EXPECT_TRUE(result.err.contains("Chart written: " + chart));
+    EXPECT_FALSE(result.out.contains("Measuring"));
+
+    QFile file(chart);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    QXmlStreamReader xml(&file);
+    ASSERT_TRUE(xml.readNextStartElement());
+    EXPECT_EQ(xml.name(), QLatin1String("svg"));
+    QStringList texts;
+    QList<QStringList> curves;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        if (xml.name() == QLatin1String("polyline"))
+            curves << xml.attributes().value("points").toString().split(' ');
+        else if (xml.name() == QLatin1String("text"))
+            texts << xml.readElementText();
+    }
+    ASSERT_FALSE(xml.hasError()) << xml.errorString().toStdString();
+    ASSERT_EQ(curves.size(), 4);
+    for (const QStringList& points : curves) {
+        ASSERT_EQ(points.size(), 31);
+        for (int i = 1; i < points.size(); ++i)  // wavelengths ascend left to right
+            EXPECT_GT(points.at(i).section(',', 0, 0).toDouble(), points.at(i - 1).section(',', 0, 0).toDouble());
+    }
+    // M0 and M2 read the same spectrum, so their curves coincide.
+    EXPECT_EQ(curves.at(0), curves.at(2));
+    EXPECT_NE(curves.at(0), curves.at(3));
+    for (const char* label : {"Wavelength (nm)", "Reflectance (%)", "400", "550", "700", "0", "50", "100", "M0", "M1",
+                              "M2", "M3"})
+        EXPECT_TRUE(texts.contains(label)) << label;
+    EXPECT_FALSE(texts.filter(kSerial).isEmpty()) << "the title names the instrument";
 }
 
 TEST_F(MeasureTest, CsvHasAHeaderAndOneRowPerWavelength)
 {
-    control(QStringLiteral("polarizer off"));
-    const ProgramResult result = vireo2AgainstSim({QStringLiteral("measure"), QStringLiteral("--csv")});
+    control("polarizer off");
+    const ProgramResult result = runAgainstSim("measure --csv");
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    QStringList rows = result.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QStringList rows = result.out.split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(rows.size(), 32);
     // Without the polariser the instrument reports three conditions.
-    EXPECT_EQ(rows.takeFirst(), QStringLiteral("wavelength_nm,M0,M1,M2"));
+    EXPECT_EQ(rows.takeFirst(), "wavelength_nm,M0,M1,M2");
     const QVector<double> expected = samplePercent();
     for (int i = 0; i < 31; ++i) {
-        const QStringList cells = rows.at(i).split(QLatin1Char(','));
+        const QStringList cells = rows.at(i).split(',');
         ASSERT_EQ(cells.size(), 4) << rows.at(i).toStdString();
         EXPECT_EQ(cells.at(0).toInt(), 400 + 10 * i);
         for (int c = 1; c < 4; ++c)
@@ -150,84 +140,25 @@ TEST_F(MeasureTest, CsvHasAHeaderAndOneRowPerWavelength)
     }
 }
 
-TEST_F(MeasureTest, PlotWritesAChartWithAxesLegendAndOneCurvePerCondition)
+TEST_F(MeasureTest, FailuresExitWithTheReasonAndWriteNoChart)
 {
-    const QString chart = path(QStringLiteral("spectra.svg"));
-    const ProgramResult result = vireo2AgainstSim({QStringLiteral("-q"), QStringLiteral("measure"), QStringLiteral("--plot"), chart});
-    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_TRUE(result.err.isEmpty()) << "quiet run wrote: " << result.err.toStdString();
-
-    QFile file(chart);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    QXmlStreamReader xml(&file);
-    QStringList texts;
-    QList<QStringList> curves;
-    bool rootIsSvg = false;
-    while (!xml.atEnd()) {
-        if (xml.readNext() != QXmlStreamReader::StartElement)
-            continue;
-        if (xml.name() == QLatin1String("svg"))
-            rootIsSvg = true;
-        else if (xml.name() == QLatin1String("polyline"))
-            curves << xml.attributes().value(QStringLiteral("points")).toString().split(QLatin1Char(' '));
-        else if (xml.name() == QLatin1String("text"))
-            texts << xml.readElementText();
-    }
-    ASSERT_FALSE(xml.hasError()) << xml.errorString().toStdString();
-    EXPECT_TRUE(rootIsSvg);
-
-    ASSERT_EQ(curves.size(), 4);
-    for (const QStringList& points : curves) {
-        ASSERT_EQ(points.size(), 31);
-        double previousX = -1;
-        for (const QString& point : points) {
-            const double x = point.section(QLatin1Char(','), 0, 0).toDouble();
-            EXPECT_GT(x, previousX); // wavelengths ascend left to right
-            previousX = x;
-        }
-    }
-    // M0 and M2 read the same spectrum, so their curves coincide.
-    EXPECT_EQ(curves.at(0), curves.at(2));
-    EXPECT_NE(curves.at(0), curves.at(3));
-
-    for (const char* label : {"Wavelength (nm)", "Reflectance (%)", "400", "550", "700", "0", "50", "100", "M0", "M1",
-                              "M2", "M3"})
-        EXPECT_TRUE(texts.contains(QString::fromUtf8(label))) << label;
-    EXPECT_TRUE(texts.filter(kSerial).size() >= 1) << "the title names the instrument";
-}
-
-TEST_F(MeasureTest, UncalibratedInstrumentFailsWithTheLibraryErrorAndWritesNoChart)
-{
-    control(QStringLiteral("calibration needed"));
-    const QString chart = path(QStringLiteral("never.svg"));
-    const ProgramResult result = vireo2AgainstSim({QStringLiteral("measure"), QStringLiteral("--plot"), chart});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains(QStringLiteral("error 20489: FAILED Measure:  Needs Calibration")))
-        << result.err.toStdString();
-    EXPECT_TRUE(result.err.contains(QStringLiteral("vireo2 calibrate"))) << "a hint names the remedy";
-    EXPECT_TRUE(result.out.isEmpty());
+    control("calibration needed");
+    const QString chart = path("never.svg");
+    const ProgramResult uncalibrated = runAgainstSim("measure --plot " + chart);
+    EXPECT_EQ(uncalibrated.exitCode, 1);
+    EXPECT_TRUE(uncalibrated.err.contains("error 20489: FAILED Measure:  Needs Calibration"))
+        << uncalibrated.err.toStdString();
+    EXPECT_TRUE(uncalibrated.err.contains("vireo2 calibrate")) << "a hint names the remedy";
+    EXPECT_TRUE(uncalibrated.out.isEmpty());
     EXPECT_FALSE(QFile::exists(chart));
-}
 
-TEST_F(MeasureTest, RefusedReadoutIsReportedAsNoSpectra)
-{
-    control(QStringLiteral("readout refuse"));
-    const ProgramResult result = vireo2AgainstSim({QStringLiteral("measure")});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains(QStringLiteral("no spectra"))) << result.err.toStdString();
-    EXPECT_TRUE(result.out.isEmpty());
-}
-
-TEST_F(MeasureTest, ContradictoryOrUnknownOptionsAreUsageErrors)
-{
-    const ProgramResult both = vireo2AgainstSim({QStringLiteral("measure"), QStringLiteral("--json"), QStringLiteral("--csv")});
-    EXPECT_EQ(both.exitCode, 2);
-    const ProgramResult illuminant =
-        vireo2AgainstSim({QStringLiteral("measure"), QStringLiteral("--illuminant"), QStringLiteral("D55/2")});
-    EXPECT_EQ(illuminant.exitCode, 2);
-    EXPECT_TRUE(illuminant.err.contains(QStringLiteral("D65/10"))) << "the valid names are listed";
-    // Neither reached the instrument.
-    EXPECT_FALSE(sim_->waitForCommand("Meas Run", 0));
+    // A refused readout is a measurement without spectra.
+    control("calibration valid");
+    control("readout refuse");
+    const ProgramResult refused = runAgainstSim("measure");
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(refused.err.contains("no spectra")) << refused.err.toStdString();
+    EXPECT_TRUE(refused.out.isEmpty());
 }
 
 } // namespace
