@@ -2,6 +2,9 @@
 
 #include <array>
 
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QString>
 
 #include "colour/illuminants.h"
@@ -17,12 +20,12 @@ inline Spectrum flatSpectrum(double percent)
     return spectrum;
 }
 
-// 100 % at one position, 0 elsewhere.
-inline Spectrum spikeSpectrum(int position, double percent = 100.0)
+// `base` with positions first..last set to `percent`.
+inline Spectrum withBand(Spectrum base, int first, int last, double percent)
 {
-    Spectrum spectrum = flatSpectrum(0.0);
-    spectrum[position] = percent;
-    return spectrum;
+    for (int i = first; i <= last; ++i)
+        base[i] = percent;
+    return base;
 }
 
 // A rising and a falling spectrum with a bump at 540-560 nm: far from
@@ -43,10 +46,11 @@ inline Spectrum fallingBumpSpectrum()
     return spectrum;
 }
 
-// Path of a file under data/colour in the source tree.
-inline QString colourDataFile(const char* name)
+// A JSON file under data/colour in the source tree (empty when unreadable).
+inline QJsonObject colourData(const char* name)
 {
-    return QString::fromUtf8(VIREO2_SOURCE_DIR) + QStringLiteral("/data/colour/") + QString::fromUtf8(name);
+    QFile file(QStringLiteral(VIREO2_SOURCE_DIR "/data/colour/") + QString::fromUtf8(name));
+    return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object() : QJsonObject();
 }
 
 }  // namespace vireo2::colour::test
