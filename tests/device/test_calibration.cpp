@@ -22,6 +22,9 @@ TEST_F(CalibrationTest, NothingRunsWhileDisconnected)
     EXPECT_EQ(GetCalStatus(), -1);
     EXPECT_EQ(GetLastErrorCode(), 0x501A);
     EXPECT_STREQ(GetCalPlaqSN(), "");
+    // What a host shows before calibrating.
+    EXPECT_STREQ(GetCalMode(), "Software");
+    EXPECT_STREQ(GetCalibrationStandard(), "HUGA");
 }
 
 TEST_F(CalibrationTest, EachCalibrationCommandReachesTheInstrument)

@@ -28,6 +28,7 @@ public:
     using Vireo2::firmwareVersion_;
     using Vireo2::instrumentPresent_;
     using Vireo2::operationMutex_;
+    using Vireo2::statusThread_;
     using Vireo2::trackInUse_;
 
 protected:
@@ -204,7 +205,7 @@ TEST_F(ConnectedDeviceTest, ButtonReportsAccumulate)
     EXPECT_EQ(device_->buttonWords(), (QStringList{"Primary_1", "pressed", "Secondary_2"}));
 }
 
-TEST_F(ConnectedDeviceTest, StatusCheckNeverWaitsForTheLock)
+TEST_F(ConnectedDeviceTest, StatusCheckNeverWaitsForTheLockAndEndsWithDisconnect)
 {
     ASSERT_TRUE(sim_.waitForCommand("button triggered?", 2000));
     device_->operationMutex_->lock();
@@ -216,6 +217,8 @@ TEST_F(ConnectedDeviceTest, StatusCheckNeverWaitsForTheLock)
     EXPECT_TRUE(sim_.commands().isEmpty());
     device_->operationMutex_->unlock();
     EXPECT_TRUE(sim_.waitForCommand("button triggered?", 1000));
+    ASSERT_TRUE(device_->Disconnect());
+    EXPECT_EQ(device_->statusThread_, nullptr) << "Disconnect stops the status thread";
 }
 
 TEST_F(ConnectedDeviceTest, OutOfSequenceCompletionIsLoggedAndIgnored)

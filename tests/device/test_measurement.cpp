@@ -75,12 +75,14 @@ TEST_F(MeasurementTest, WithoutPolarizerThreeSetsAreReadAndValuesAreFloored)
 
 TEST_F(MeasurementTest, FailedAndRefusedReadings)
 {
+    control(QStringLiteral("calibration valid"));
     connectInstrument();
+    // 0x83 to 0x89 and 0x8E ask for a calibration; other statuses are shown as they are.
+    script("meas run", "MEAS 0x83");
     EXPECT_FALSE(Measure());
     EXPECT_TRUE(hasError(0x5009, "FAILED Measure:  Needs Calibration"));
     EXPECT_FALSE(IsDataReady());
-
-    control(QStringLiteral("calibration valid"));
+    EXPECT_TRUE(attributesSay("Calibration Status=Not Calibrated"));
     script("meas run", "MEAS 0x8A");
     EXPECT_FALSE(Measure());
     EXPECT_TRUE(hasError(0x8A, "FAILED Measure:  Code 0x8A"));

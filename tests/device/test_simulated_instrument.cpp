@@ -82,6 +82,7 @@ protected:
 
 TEST_F(SimulatedInstrumentTest, MeasuresOnlyWhenCalibratedAndReportsAReadingOnce)
 {
+    EXPECT_EQ(send("version"), QByteArray("VERSION 0x00 Hueron Vireo2 0.5.398"));
     EXPECT_EQ(send("SerialNum  Get Inst"), QByteArray("SERIALNUM 0x00 2025VR2041217X")) << "blanks do not matter";
     EXPECT_EQ(send("tool goto tethered"), QByteArray("TOOL 0x00")) << "unknown commands are acknowledged";
     EXPECT_EQ(send("Meas Run"), QByteArray("MEAS 0x85"));
@@ -114,6 +115,7 @@ TEST_F(SimulatedInstrumentTest, ControlInterfaceShapesTheInstrumentAndRefusesNon
 {
     control("standard dirty");
     control("polarizer off");
+    EXPECT_EQ(send("Meas Get Refls M3"), QByteArray("MEAS 0x02")) << "no M3 without the polarizer";
     EXPECT_TRUE(control("SIM state").startsWith(
         QStringLiteral("SIM 0x00 calibration=needed standard=dirty sample=cycle:TCS01 polarizer=off")));
     for (const char* wrong : {"sample TCS99", "measure time -5", "calibration soon", "truncate M5 3", "doze -1"})

@@ -30,22 +30,6 @@ void CliTest::SetUp()
     ASSERT_TRUE(sim_->start(0)) << sim_->errorString().toStdString();
 }
 
-void CliTest::TearDown()
-{
-    if (sim_)
-        sim_->stop();
-}
-
-QString CliTest::control(const QString& line)
-{
-    return sim_->engine().model().control(line);
-}
-
-QString CliTest::simAddress() const
-{
-    return QStringLiteral("127.0.0.1:%1").arg(sim_->port());
-}
-
 void CliTest::placeInTest(QProcess& process) const
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -60,30 +44,16 @@ ProgramResult CliTest::runProgram(const QString& program, const QStringList& arg
     placeInTest(process);
     process.start(program, arguments);
     ProgramResult result;
-    if (!process.waitForStarted(10000)) {
-        result.err = process.errorString();
-        return result;
-    }
     if (!process.waitForFinished(timeoutMs)) {
+        result.err = process.error() == QProcess::FailedToStart ? process.errorString() : QStringLiteral("timed out");
         process.kill();
         process.waitForFinished(5000);
-        result.err = QStringLiteral("timed out");
         return result;
     }
     result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     result.out = QString::fromUtf8(process.readAllStandardOutput());
     result.err = QString::fromUtf8(process.readAllStandardError());
     return result;
-}
-
-ProgramResult CliTest::vireo2(const QStringList& arguments) const
-{
-    return runProgram(QStringLiteral(VIREO2_CLI_PROGRAM), arguments);
-}
-
-ProgramResult CliTest::vireo2AgainstSim(const QStringList& arguments) const
-{
-    return vireo2(QStringList{QStringLiteral("--tcp"), simAddress()} + arguments);
 }
 
 QVector<double> CliTest::samplePercent()

@@ -36,21 +36,20 @@ protected:
     static const QString kSample;
 
     void SetUp() override;
-    void TearDown() override;
 
     // The simulator's control interface ("calibration valid", "standard dirty").
-    QString control(const QString& line);
-    QString simAddress() const;
+    QString control(const QString& line) { return sim_->engine().model().control(line); }
+    QString simAddress() const { return QStringLiteral("127.0.0.1:%1").arg(sim_->port()); }
 
     // vireo2 with these arguments; the AgainstSim forms put --tcp <simulator>
     // first. `line` is split at blanks.
-    ProgramResult vireo2(const QStringList& arguments) const;
-    ProgramResult vireo2AgainstSim(const QStringList& arguments) const;
-    ProgramResult run(const QString& line) const { return vireo2(line.split(QLatin1Char(' '), Qt::SkipEmptyParts)); }
-    ProgramResult runAgainstSim(const QString& line) const
+    ProgramResult vireo2(const QStringList& arguments) const { return runProgram(VIREO2_CLI_PROGRAM, arguments); }
+    ProgramResult vireo2AgainstSim(const QStringList& arguments) const
     {
-        return run(QStringLiteral("--tcp %1 %2").arg(simAddress(), line));
+        return vireo2(QStringList{"--tcp", simAddress()} + arguments);
     }
+    ProgramResult run(const QString& line) const { return vireo2(line.split(' ', Qt::SkipEmptyParts)); }
+    ProgramResult runAgainstSim(const QString& line) const { return run("--tcp " + simAddress() + ' ' + line); }
     ProgramResult runProgram(const QString& program, const QStringList& arguments, int timeoutMs = 60000) const;
     // Gives a program started outside runProgram this test's data folder and
     // working directory.

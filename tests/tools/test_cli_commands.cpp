@@ -12,8 +12,9 @@ TEST_F(CliTest, StatusShowsTheInstrumentAndKeepsTheConnectionForLaterCommands)
 {
     const ProgramResult text = runAgainstSim("status");
     ASSERT_EQ(text.exitCode, 0) << text.err.toStdString();
-    for (const QString& line : {"Serial        " + kSerial, "Firmware      " + kFirmware, "Connection    TCP " + simAddress(),
-                                QStringLiteral("Calibration   needs calibration"), QStringLiteral("Aperture      4.0mm")})
+    for (const QString& line : {"Serial        " + kSerial, "Firmware      " + kFirmware,
+                                "Connection    TCP " + simAddress(), QStringLiteral("Calibration   needs calibration"),
+                                QStringLiteral("Aperture      4.0mm")})
         EXPECT_TRUE(text.out.contains(line)) << line.toStdString() << " in\n" << text.out.toStdString();
 
     // No connection option now: the stored settings lead to the same simulator.
@@ -68,11 +69,12 @@ TEST_F(CliTest, SettingsAreWrittenReadListedAndRefused)
     EXPECT_TRUE(fixed.err.contains("error 20495: FAILED setSettingOption: Invalid Option"));
 }
 
-TEST_F(CliTest, CommandLineMistakesExitWithUsageStatus)
+TEST_F(CliTest, MistakesExitWithUsageStatusAndHelpExplainsEachCommand)
 {
     for (const char* line : {"", "frobnicate", "--tcp a:b:c status", "--tcp 127.0.0.1:70000 status",
                              "--usb status --tcp 127.0.0.1:1", "status extra", "status --bogus", "exec",
-                             "log --lines none", "settings a b c", "measure --json --csv", "measure --illuminant D55/2"}) {
+                             "log --lines none", "settings a b c", "measure --json --csv",
+                             "measure --illuminant D55/2"}) {
         const ProgramResult result = run(line);
         EXPECT_EQ(result.exitCode, 2) << line;
         EXPECT_FALSE(result.err.isEmpty()) << line;
@@ -80,10 +82,8 @@ TEST_F(CliTest, CommandLineMistakesExitWithUsageStatus)
     EXPECT_TRUE(run("measure --illuminant D55/2").err.contains("D65/10")) << "the valid names are listed";
     // None of them touched the stored settings.
     EXPECT_EQ(run("settings connection_method").out, "USB\n");
-}
 
-TEST_F(CliTest, EverySubcommandExplainsItself)
-{
+    // Every subcommand explains itself.
     const ProgramResult overview = run("--help");
     EXPECT_EQ(overview.exitCode, 0);
     for (const char* command : {"sim", "status", "calibrate", "measure", "exec", "settings", "log"}) {
@@ -102,10 +102,8 @@ TEST_F(CliTest, SimSubcommandServesTheInstrument)
     QProcess simulator;
     placeInTest(simulator);
     simulator.start(VIREO2_CLI_PROGRAM, QString("sim --port 0 --serial SIM-CMD-7 --calibrated").split(' '));
-    ASSERT_TRUE(simulator.waitForStarted(10000));
-    QString banner;
-    while (!banner.contains('\n') && simulator.waitForReadyRead(10000))
-        banner += QString::fromUtf8(simulator.readAllStandardOutput());
+    ASSERT_TRUE(simulator.waitForReadyRead(10000));
+    const QString banner = QString::fromUtf8(simulator.readLine());
     const auto listening = QRegularExpression("listening on (127\\.0\\.0\\.1:\\d+)").match(banner);
     ASSERT_TRUE(listening.hasMatch()) << banner.toStdString();
     const ProgramResult status = run("--tcp " + listening.captured(1) + " status");
