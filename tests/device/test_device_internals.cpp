@@ -64,19 +64,16 @@ protected:
     std::unique_ptr<TestableVireo2> device_;
 };
 
-TEST_F(DeviceTest, UsbFallsBackToTheUsbNetworkLinkAndRemembersIt)
+TEST_F(DeviceTest, UsbLinksFallBackOnceToEachOtherAndTheLastTriedIsKept)
 {
     setOption("connection_method", QStringLiteral("USB"));
     ASSERT_TRUE(device_->Connect()) << errorText().toStdString();
     EXPECT_TRUE(device_->IsConnected());
     EXPECT_EQ(method(), QStringLiteral("USB_TCPIP"));
     EXPECT_EQ(sim_.commands().value(0), QByteArray("version"));
-}
+    ASSERT_TRUE(device_->Disconnect());
 
-TEST_F(DeviceTest, FallbackHappensOnceAndOnlyBetweenTheExactUsbNames)
-{
     device_->linkAddress = closedAddress();
-    setOption("connection_method", QStringLiteral("USB_TCPIP"));
     EXPECT_FALSE(device_->Connect());
     EXPECT_FALSE(device_->IsConnected());
     EXPECT_EQ(method(), QStringLiteral("USB")) << "the link tried last is kept";

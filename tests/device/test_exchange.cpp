@@ -12,12 +12,12 @@ namespace {
 
 const char* const kCalPlaque = "SERIALNUM 0x00 HUGA-58812";
 
+// Without the background poll, scripted replies meet only the exchanges of each case.
 class ExchangeTest : public InstrumentTest {
 protected:
     void SetUp() override
     {
         InstrumentTest::SetUp();
-        // Without the background poll, scripted replies meet only these exchanges.
         connectInstrument(false);
     }
 };

@@ -26,14 +26,9 @@ TEST_F(OptionsTest, EachSettingHasItsOptionsAndRefusesWhatIsNotOne)
 {
     EXPECT_STREQ(GetAvailableSettings(), "Connection_Method;device_ip_address;netadjuster");
     const QList<QPair<const char*, std::string>> options{
-        {"Connection", "USB"},
-        {"CONNECTION_METHOD", "USB;Lab;Office"},
-        {"device_ip_address", sim_.address().toStdString()},
-        {"TR3_Address", "172.16.1.100"},
-        {"reading_mode", "Pressure"},
-        {"netadjuster", "OFF;ON"},
-        {"measurement_area", "2.0mm"},
-    };
+        {"Connection", "USB"},          {"CONNECTION_METHOD", "USB;Lab;Office"}, {"TR3_Address", "172.16.1.100"},
+        {"reading_mode", "Pressure"},   {"netadjuster", "OFF;ON"},               {"measurement_area", "2.0mm"},
+        {"device_ip_address", sim_.address().toStdString()}};
     for (const auto& [name, expected] : options)
         EXPECT_EQ(GetSettingOptions(name), expected) << name;
     for (const char* name : {"connection_attempts", "connection"}) {
