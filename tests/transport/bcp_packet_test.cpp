@@ -45,12 +45,17 @@ TEST(BcpValidate, LengthRulesOfBothLinks)
 }
 
 // (Noise, pieces and trailing bytes are covered end to end by the TCP tests.)
-TEST(PacketAssembler, WithoutPacketModeNothingIsSkipped)
+TEST(PacketAssembler, ResetKeepsTheBlockOfEarlierRepliesAndSetsTheMode)
 {
     bcp::PacketAssembler assembler;
-    assembler.reset(false);
+    const QByteArray packet = bcp::frame(QByteArray(100000, 'p'));
+    assembler.reset(true);
+    assembler.append(packet.constData(), packet.size());
+    const char* block = assembler.buffer().constData();
+    assembler.reset(false);  // without packet mode nothing is skipped
     assembler.append("ab", 2);
     EXPECT_EQ(assembler.buffer(), QByteArray("ab"));
+    EXPECT_EQ(assembler.buffer().constData(), block);
 }
 
 // A length above the cap ends the collection as soon as the header is in,
@@ -72,14 +77,14 @@ TEST(PacketAssembler, LengthsAboveThePayloadCapAreRefusedAtTheHeader)
 
 TEST(TakePacket, SplitsAStreamAndDiscardsAHostileOne)
 {
-    QByteArray stream = "zz" + bcp::frame("one") + bcp::frame("two") + bcp::frame("three").left(4);
+    QByteArray stream = "zz" + bcp::frame("one") + bcp::frame("two") + bcp::frame("three").left(7);
     QByteArray payload;
     ASSERT_TRUE(bcp::takePacket(stream, payload));
     EXPECT_EQ(payload, QByteArray("one"));
     ASSERT_TRUE(bcp::takePacket(stream, payload));
     EXPECT_EQ(payload, QByteArray("two"));
     EXPECT_FALSE(bcp::takePacket(stream, payload));
-    EXPECT_EQ(stream.size(), 4);
+    EXPECT_EQ(stream.size(), 7);  // a partial packet waits for the rest
 
     QByteArray hostile("\x7E\x7F\0\0\0\1\2", 7);
     bool oversized = false;

@@ -48,26 +48,30 @@ TEST_F(EthernetTransportTest, ExchangesOneCommandInAPlainProgram)
     ASSERT_EQ(QCoreApplication::instance(), nullptr);  // no event loop of the host's
     ASSERT_TRUE(exchange("version"));
     EXPECT_EQ(reply, kVersion);
-    EXPECT_EQ(transport.lastCommand(), QStringLiteral("version"));
     ASSERT_TRUE(transport.SendReceive("versionXYZ", reply, 1000, 7));  // only the given length
+    EXPECT_EQ(transport.lastCommand(), QStringLiteral("version"));
     EXPECT_EQ(sim.commands(), QList<QByteArray>({"version", "version"}));
 }
 
 TEST_F(EthernetTransportTest, ReassemblesAwkwardDeliveries)
 {
     const QByteArray big = "IMAGE 0x00 " + QByteArray(3000000, 'x');  // several socket reads
-    const std::tuple<const char*, Fault, int, QByteArray> cases[] = {
-        {"split over segments", Fault::on("version").splitInto({1, 3, 4, 2}, 30), 2000, kVersion},
-        {"noise before 0x7E", Fault::on("version").withGarbage("\x01\x02noise\x7f"), 2000, kVersion},
-        {"noise in its own segment", Fault::on("version").withGarbage("xxxx").splitInto({4}, 30), 2000, kVersion},
+    // What, fault, timeout, reply, least milliseconds taken.
+    const std::tuple<const char*, Fault, int, QByteArray, qint64> cases[] = {
+        {"split over segments", Fault::on("version").splitInto({1, 3, 4, 2}, 30), 2000, kVersion, 90},
+        {"noise before 0x7E", Fault::on("version").withGarbage("\x01\x02noise\x7f"), 2000, kVersion, 0},
+        {"noise in its own segment", Fault::on("version").withGarbage("xxxx").splitInto({4}, 30), 2000, kVersion, 25},
         // The timeout is checked after each 2,000 ms readiness round only.
-        {"300 ms late into a 100 ms read", Fault::on("version").delayedBy(300), 100, kVersion},
-        {"larger than one read", Fault::on("version").replying(big), 10000, big},
+        {"300 ms late into a 100 ms read", Fault::on("version").delayedBy(300), 100, kVersion, 300},
+        {"larger than one read", Fault::on("version").replying(big), 10000, big, 0},
     };
-    for (const auto& [what, fault, timeoutMs, expected] : cases) {
+    for (const auto& [what, fault, timeoutMs, expected, leastMs] : cases) {
         SCOPED_TRACE(what);
         sim.faults().add(fault);
+        QElapsedTimer timer;
+        timer.start();
         ASSERT_TRUE(exchange("version", timeoutMs));
+        EXPECT_GE(timer.elapsed(), leastMs);
         EXPECT_TRUE(reply == expected) << reply.left(40).constData();
     }
 }

@@ -96,6 +96,7 @@ int FakeUsbDevice::transfer(libusb_device_handle* handle, unsigned char endpoint
 {
     const bool out = endpoint == kEndpointOut;
     UsbCall call(out ? UsbCall::BulkOut : UsbCall::BulkIn, endpoint, length, timeout);
+    call.buffer = data;
     if (!out && endpoint != kEndpointIn) {
         call.result = LIBUSB_ERROR_INVALID_PARAM;
     } else if (!present_ || !handle) {

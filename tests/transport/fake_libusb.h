@@ -28,6 +28,7 @@ struct UsbCall {
     quint16 vendor = 0;
     quint16 product = 0;
     QByteArray data;  // bytes written (BulkOut) or read (BulkIn)
+    const unsigned char* buffer = nullptr;  // the caller's
 };
 
 // The instrument at the other end of the libusb functions that the USB tests

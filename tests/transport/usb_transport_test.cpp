@@ -26,10 +26,7 @@ namespace {
 
 constexpr quint16 kProduct = 0x30E1;
 
-FakeUsbDevice& device()
-{
-    return FakeUsbDevice::instance();
-}
+FakeUsbDevice& device = FakeUsbDevice::instance();
 
 // One call as a word: "open<vendor>:<product>" (hexadecimal), "claim<interface>",
 // "out<length>" (with "/<timeout>" unless it has none), "in<timeout>" or "close".
@@ -50,7 +47,7 @@ QString word(const UsbCall& call)
 QString trace()
 {
     QStringList words;
-    for (const UsbCall& call : device().calls())
+    for (const UsbCall& call : device.calls())
         words << word(call);
     return words.join(QLatin1Char(' '));
 }
@@ -59,12 +56,12 @@ class UsbTransportTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        device().reset(EchoInstrument::create(), usb.defaultVendorId(), kProduct);
+        device.reset(EchoInstrument::create(), usb.defaultVendorId(), kProduct);
         ASSERT_TRUE(usb.OpenPort("30E1"));
-        device().clearCalls();
+        device.clearCalls();
     }
 
-    vireo2::sim::FaultScript& faults() { return device().engine().faults(); }
+    vireo2::sim::FaultScript& faults() { return device.engine().faults(); }
 
     USB usb;
     QByteArray reply;
@@ -86,9 +83,9 @@ TEST_F(UsbTransportTest, OpensByVendorAndProductOrReportsWhyNot)
     };
     for (const auto& [address, busy, code, calls] : cases) {
         SCOPED_TRACE(address.constData());
-        device().clearCalls();
+        device.clearCalls();
         if (busy)
-            device().failNext(UsbCall::Claim, LIBUSB_ERROR_BUSY, EBUSY);
+            device.failNext(UsbCall::Claim, LIBUSB_ERROR_BUSY, EBUSY);
         EXPECT_EQ(usb.OpenPort(address), code == 0);
         EXPECT_EQ(usb.IsConnected(), code == 0 || address.isEmpty());
         EXPECT_EQ(trace(), QString::fromUtf8(calls).replace("VID", QString::number(usb.defaultVendorId(), 16)));
@@ -101,15 +98,16 @@ TEST_F(UsbTransportTest, OpensByVendorAndProductOrReportsWhyNot)
 
 TEST_F(UsbTransportTest, ExchangeDrainsWritesAZeroLengthPacketAndReads)
 {
-    device().queueIn(vireo2::bcp::frame("STALE 0x00"));
+    device.queueIn(vireo2::bcp::frame("STALE 0x00"));
     usb.SetPacketMode(false);  // USB frames its packets whatever is set
     ASSERT_TRUE(usb.SendReceive("version", reply, 700, 0));
     EXPECT_EQ(reply, QByteArray(EchoInstrument::kVersionReply));
     EXPECT_EQ(trace(), QStringLiteral("in10 out13 out0 in700"));
-    const QList<UsbCall> calls = device().calls();
+    const QList<UsbCall> calls = device.calls();
     EXPECT_EQ(calls[0].data, vireo2::bcp::frame("STALE 0x00"));  // thrown away
     EXPECT_EQ(calls[1].data, vireo2::bcp::frame("version"));
     EXPECT_EQ(calls[3].length, USB::kReceiveBufferSize);
+    EXPECT_EQ(calls[3].buffer, calls[0].buffer);  // one read buffer for the transport's life
 }
 
 TEST_F(UsbTransportTest, ReadTimeoutRecordsNoError)
@@ -140,7 +138,7 @@ TEST_F(UsbTransportTest, ValidatesEachReadWithTheUsbLengthRule)
     for (const auto& [what, bytes, code, text] : cases) {
         SCOPED_TRACE(what);
         usb.SetError(0, QString());
-        device().queueIn(bytes);
+        device.queueIn(bytes);
         EXPECT_EQ(usb.RecvPacket(reply, 50), code == 0);
         EXPECT_EQ(usb.GetErrorCode(), code);
         EXPECT_EQ(code == 0 ? QString::fromUtf8(reply) : usb.GetErrorMessage(), QString::fromUtf8(text));
@@ -158,14 +156,14 @@ TEST_F(UsbTransportTest, PollsWithUpperCaseDoneAndBoundedTimeouts)
         {Fault::on("meas run").withProgress(-40, 999999999, 1), "in600000"},
     };
     for (const auto& [fault, polls] : cases) {
-        device().clearCalls();
+        device.clearCalls();
         faults().add(fault);
         QElapsedTimer timer;
         timer.start();
         ASSERT_TRUE(usb.SendReceive("Meas Run", reply, 800, 0));
         EXPECT_LT(timer.elapsed(), 1000);
         EXPECT_EQ(reply, QByteArray("MEAS 0x00"));
-        EXPECT_EQ(device().engine().commands().last(), QByteArray("Meas DONE?"));
+        EXPECT_EQ(device.engine().commands().last(), QByteArray("Meas DONE?"));
         const QRegularExpression expected("^in10 out14 out0 in800 in10 out16 out0 " + polls + "$");
         EXPECT_TRUE(expected.match(trace()).hasMatch()) << trace().toStdString();
     }
@@ -179,18 +177,18 @@ TEST_F(UsbTransportTest, OnlyFourWordDecimalFiveStartsPolling)
         ASSERT_TRUE(usb.SendReceive("probe", reply, 300, 0));
         EXPECT_EQ(reply, text);
     }
-    EXPECT_EQ(device().engine().commands().size(), 3);
+    EXPECT_EQ(device.engine().commands().size(), 3);
 }
 
 TEST_F(UsbTransportTest, TransferErrorsReportErrno)
 {
-    device().failNext(UsbCall::BulkOut, LIBUSB_ERROR_IO, EIO);
+    device.failNext(UsbCall::BulkOut, LIBUSB_ERROR_IO, EIO);
     EXPECT_FALSE(usb.SendReceive("version", reply, 300, 0));
     EXPECT_EQ(usb.GetErrorCode(), EIO);
     EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("FAILED Send: bulk transfer"));
     EXPECT_EQ(trace(), QStringLiteral("in10 out13"));  // no zero-length packet after a failed write
 
-    device().failNext(UsbCall::BulkIn, LIBUSB_ERROR_PIPE, EPIPE);
+    device.failNext(UsbCall::BulkIn, LIBUSB_ERROR_PIPE, EPIPE);
     EXPECT_EQ(usb.Receive(reply, 50), 0);
     EXPECT_EQ(usb.GetErrorCode(), EPIPE);
     EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("Receive: Error code %1").arg(EPIPE));
@@ -200,7 +198,7 @@ TEST(UsbClosing, ClosesOnceWithoutPausingAgainAndOnDestruction)
 {
     {
         USB usb;
-        device().reset(EchoInstrument::create(), usb.defaultVendorId(), kProduct);
+        device.reset(EchoInstrument::create(), usb.defaultVendorId(), kProduct);
         ASSERT_TRUE(usb.OpenPort("30E1"));
         usb.ClosePort();
         QElapsedTimer timer;
@@ -211,10 +209,10 @@ TEST(UsbClosing, ClosesOnceWithoutPausingAgainAndOnDestruction)
         EXPECT_FALSE(usb.Send("version", 0));  // without reaching libusb
         EXPECT_EQ(usb.GetErrorCode(), ENODEV);
         EXPECT_EQ(usb.GetErrorMessage(), QStringLiteral("FAILED Send: bulk transfer"));
-        EXPECT_EQ(device().calls().size(), 3);  // open, claim, close
+        EXPECT_EQ(device.calls().size(), 3);  // open, claim, close
         ASSERT_TRUE(usb.OpenPort("30E1"));
     }
-    EXPECT_EQ(device().calls().last().kind, UsbCall::Close);
+    EXPECT_EQ(device.calls().last().kind, UsbCall::Close);
 }
 
 TEST(UsbVendorSetting, ReadsHexadecimalKeyOrKeepsFallback)
