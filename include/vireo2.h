@@ -151,7 +151,7 @@ VIREO2_API bool SetLanguage(int language);
  *  value otherwise, "" on failure (see the error record). */
 VIREO2_API const char* Execute(const char* commandLine);
 /** Binary capture / raw message; returns the bytes placed in `buffer`,
- *  0 on failure. */
+ *  0 on failure. Not available in this version: always 0. */
 VIREO2_API int ExecuteBinary(const unsigned char* message, int messageLength,
                              int timeoutMs, unsigned char* buffer, int bufferSize);
 /** [locked] Sends one raw instrument command (timeout raised to at least
@@ -201,11 +201,13 @@ VIREO2_API bool TransmitJobs(void);                         /* false */
 
 /** Always 1. */
 VIREO2_API int ScanIsSupported(void);
-/** Configures a scan of `patchCount` patches of `patchWidthMm`; 1 on success. */
+/** Configures a scan of `patchCount` patches of `patchWidthMm`; 1 on success.
+ *  Strip scanning is not available in this version: ScanConfig, ScanStart and
+ *  ScanAbort return 0. */
 VIREO2_API int ScanConfig(int patchCount, float patchWidthMm);
-/** Arms a scan; 1 on success. */
+/** Arms a scan; 1 on success (see ScanConfig). */
 VIREO2_API int ScanStart(void);
-/** Stops a scan; 1 on success. */
+/** Stops a scan; 1 on success (see ScanConfig). */
 VIREO2_API int ScanAbort(void);
 /** 0 idle, 2 scanning, 3 data ready, 5 aborted on the instrument, 6 stopped,
  *  7 head not home, -1 failed. Terminal values (3, 5, 6, -1) are returned once. */
