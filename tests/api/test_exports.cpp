@@ -148,6 +148,35 @@ TEST_F(ExportTest, InstrumentOperationsFailCleanlyWhileDisconnected)
     EXPECT_STREQ(call<const char*(const char*, int)>("SendCommand", "version", 3000), "");
 }
 
+TEST_F(ExportTest, FixedTextsOfAFreshDevice)
+{
+    EXPECT_EQ(text("GetAvailableSettings"), "Connection_Method;device_ip_address;netadjuster");
+    EXPECT_EQ(text("GetCalSteps"), "White");
+    EXPECT_EQ(text("GetCalMode"), "Software");
+    EXPECT_EQ(text("GetCalibrationStandard"), "HUGA");
+    EXPECT_EQ(text("GetConfiguration"), "C0.M0.T0.B2.N0");
+    const std::string attributes = text("GetMeasAttributes");
+    EXPECT_EQ(attributes.rfind("Mfg=Hueron:Model=", 0), 0u) << attributes;
+    EXPECT_NE(attributes.find(":Serial Number=NA:Mode=Reflectance:Angles=M0 / M1 / M2 / M3:Calibration "
+                              "Status=Not Calibrated:Aperture=2.0mm:NetAdjuster=OFF"),
+              std::string::npos)
+        << attributes;
+}
+
+// A closed port on 127.0.0.1: every attempt is refused at once.
+TEST_F(ExportTest, ConnectToNothingFailsWithItsReasonAndDisconnectStillWorks)
+{
+    using SetOptionFn = bool(const char*, const char*);
+    ASSERT_TRUE(call<SetOptionFn>("SetOption", "connection_method", "TCP"));
+    ASSERT_TRUE(call<SetOptionFn>("SetOption", "device_ip_address", "127.0.0.1:1"));
+    ASSERT_TRUE(call<SetOptionFn>("SetOption", "connection_attempts", "1"));
+    EXPECT_FALSE(call<bool()>("Connect"));
+    EXPECT_EQ(lastError(), 20480);
+    EXPECT_EQ(text("GetLastErrorString").rfind("Unable to connect to Vireo2 - ", 0), 0u);
+    EXPECT_FALSE(call<bool()>("IsConnected"));
+    EXPECT_TRUE(call<bool()>("Disconnect"));
+}
+
 TEST_F(ExportTest, NullTextArgumentsAreRefusedWithInvalidArgument)
 {
     EXPECT_STREQ(call<const char*(const char*)>("GetOption", nullptr), "");
