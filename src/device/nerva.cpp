@@ -1,5 +1,7 @@
 #include "device/nerva.h"
 
+#include <limits>
+
 #include "device/status_thread.h"
 #include "device/worker_thread.h"
 
@@ -49,8 +51,14 @@ QString Nerva::GetSpectralSetName(int index)
     return QString();
 }
 
-// Wavelengths are implicit: 400 nm plus 10 nm per index, unchecked.
-int Nerva::GetWavelengthValue(int index) { return 400 + 10 * index; }
+// Wavelengths are implicit: 400 nm plus 10 nm per index. The index is not
+// range-checked; only an index so large that the value would overflow is
+// held at the int limits instead of wrapping.
+int Nerva::GetWavelengthValue(int index)
+{
+    const qint64 nm = 400 + 10 * qint64(index);
+    return int(qBound<qint64>(std::numeric_limits<int>::min(), nm, std::numeric_limits<int>::max()));
+}
 
 QString Nerva::GetMeasAttributes() { return QString(); }
 

@@ -64,6 +64,7 @@ TEST_F(ExportTest, GeometryAndStoreDefaultsOfAFreshDevice)
     EXPECT_EQ(call<int(int)>("GetWavelengthValue", 0), 400);
     EXPECT_EQ(call<int(int)>("GetWavelengthValue", 31), 710);
     EXPECT_EQ(call<int(int)>("GetWavelengthValue", -1), 390);
+    EXPECT_EQ(call<int(int)>("GetWavelengthValue", 2147483647), 2147483647) << "no overflow";
     EXPECT_STREQ(call<const char*(int)>("GetAngleValue", 3), "M3");
     EXPECT_STREQ(call<const char*(int)>("GetSpectralSetName", 0), "M0");
     EXPECT_STREQ(call<const char*(int)>("GetSpectralSetName", 4), "");
