@@ -2,9 +2,10 @@
 
 #include <QByteArray>
 #include <QDeadlineTimer>
-#include <QTcpServer>
 #include <QThread>
 #include <functional>
+
+#include "closed_port.h"
 
 namespace vireo2::test {
 
@@ -18,14 +19,6 @@ inline bool eventually(const std::function<bool()>& condition, int timeoutMs = 2
         QThread::msleep(5);
     }
     return true;
-}
-
-// A loopback address on which nothing listens.
-inline QByteArray closedAddress()
-{
-    QTcpServer probe;
-    probe.listen(QHostAddress::LocalHost, 0);
-    return "127.0.0.1:" + QByteArray::number(probe.serverPort());
 }
 
 } // namespace vireo2::test

@@ -4,7 +4,6 @@
 #include <QJsonDocument>
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <QTcpServer>
 
 #include "instrument_spectra.h"
 
@@ -71,13 +70,6 @@ QJsonObject CliTest::jsonObject(const QString& text)
     const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
     EXPECT_EQ(error.error, QJsonParseError::NoError) << text.toStdString();
     return document.object();
-}
-
-QString closedAddress()
-{
-    QTcpServer server;
-    server.listen(QHostAddress::LocalHost, 0);
-    return QStringLiteral("127.0.0.1:%1").arg(server.serverPort());
 }
 
 } // namespace vireo2::test

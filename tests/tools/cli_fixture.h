@@ -3,6 +3,8 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QString>
+
+#include "closed_port.h"
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QVector>
@@ -69,8 +71,5 @@ protected:
 private:
     QTemporaryDir dir_;
 };
-
-// An address on 127.0.0.1 where nothing listens.
-QString closedAddress();
 
 } // namespace vireo2::test

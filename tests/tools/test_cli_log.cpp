@@ -13,7 +13,7 @@ protected:
     // error line in the log.
     void failToConnect()
     {
-        const ProgramResult result = run("--tcp " + closedAddress() + " status");
+        const ProgramResult result = run("--tcp " + QString::fromLatin1(closedAddress()) + " status");
         ASSERT_EQ(result.exitCode, 1);
         EXPECT_TRUE(result.err.contains("Connecting (TCP 127.0.0.1:")) << result.err.toStdString();
         EXPECT_TRUE(result.err.contains("error 20480: Unable to connect to Vireo2 - "));

@@ -29,7 +29,7 @@ TEST_F(CliTest, MinimalHostCalibratesMeasuresAndPrintsEveryCondition)
 
 TEST_F(CliTest, MinimalHostReportsAFailedConnection)
 {
-    const ProgramResult result = runProgram(kMinimalHost, {closedAddress()});
+    const ProgramResult result = runProgram(kMinimalHost, {QString::fromLatin1(closedAddress())});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_TRUE(result.err.startsWith(QStringLiteral("Connect failed: error 20480: Unable to connect to Vireo2 - ")))
         << result.err.toStdString();

@@ -14,6 +14,7 @@
 #include "echo_instrument.h"
 #include "sim_server.h"
 #include "transport/ethernet_thread.h"
+#include "closed_port.h"
 #include "transport/ethernet_transport.h"
 
 using vireo2::CEthernet;
@@ -206,14 +207,8 @@ TEST_F(EthernetTransportTest, ConnectionLifecycle)
 
 TEST(EthernetConnect, FailuresReportTheSocketError)
 {
-    quint16 closedPort = 0;
-    {
-        SimServer sim{EchoInstrument::create()};
-        ASSERT_TRUE(sim.start());
-        closedPort = sim.port();
-    }
     CEthernet transport;
-    EXPECT_FALSE(transport.OpenPort("127.0.0.1:" + QByteArray::number(closedPort)));
+    EXPECT_FALSE(transport.OpenPort(vireo2::test::closedAddress()));
     EXPECT_FALSE(transport.IsConnected());
     EXPECT_EQ(transport.GetErrorCode(), int(QAbstractSocket::ConnectionRefusedError));
     EXPECT_EQ(transport.GetErrorMessage(), QStringLiteral("Connection refused"));
