@@ -2,7 +2,6 @@
 // instrument and the end of scans.
 #include "device/vireo2.h"
 
-#include "device/error_record_keeper.h"
 #include "scanning/vireo2_scanning.h"
 #include "transport/reply_parser.h"
 
@@ -57,12 +56,9 @@ void Vireo2::CheckStatus()
     if (!operationMutex_->tryLock(0))
         return;
     mark("CHECK STATUS POST LOCK");
-    // Background failures are logged, never left as the host's last error.
-    ErrorRecordKeeper keepRecord(*log_);
-    auto unlock = [&] {
-        keepRecord.restore();
-        operationMutex_->unlock();
-    };
+    // Background failures are logged, never seen in the host's error record.
+    LogHelper::PrivateErrorRecord ownRecord(*log_);
+    auto unlock = [&] { operationMutex_->unlock(); };
 
     const int scanStatus = ScanGetStatus();
     mark("CHECK STATUS POST SCAN");

@@ -101,9 +101,8 @@ void LogHelper::LogError(qint32 code, const QString& message)
     {
         QMutexLocker lock(&recordMutex_);
         line = errorLine(message);
-        errorCode_ = code;
-        errorText_ = message.toLatin1();
     }
+    setError(code, message);
     WriteLine(line);
 }
 
@@ -145,32 +144,73 @@ void LogHelper::ProfileMark(const QString& label)
         WriteLine(QStringLiteral("%1: %2").arg(sinceLast).arg(label));
 }
 
+namespace {
+thread_local LogHelper::PrivateErrorRecord* tPrivateRecord = nullptr;
+} // namespace
+
+LogHelper::PrivateErrorRecord::PrivateErrorRecord(LogHelper& log)
+    : log_(log), outer_(tPrivateRecord), code_(log.errorCode()), text_(log.errorText())
+{
+    tPrivateRecord = this;
+}
+
+LogHelper::PrivateErrorRecord::~PrivateErrorRecord()
+{
+    tPrivateRecord = outer_;
+}
+
+LogHelper::PrivateErrorRecord* LogHelper::privateRecord() const
+{
+    for (PrivateErrorRecord* record = tPrivateRecord; record; record = record->outer_) {
+        if (&record->log_ == this)
+            return record;
+    }
+    return nullptr;
+}
+
 qint32 LogHelper::errorCode() const
 {
+    if (const PrivateErrorRecord* own = privateRecord())
+        return own->code_;
     QMutexLocker lock(&recordMutex_);
     return errorCode_;
 }
 
 void LogHelper::setErrorCode(qint32 code)
 {
+    if (PrivateErrorRecord* own = privateRecord()) {
+        own->code_ = code;
+        return;
+    }
     QMutexLocker lock(&recordMutex_);
     errorCode_ = code;
 }
 
 QByteArray LogHelper::errorText() const
 {
+    if (const PrivateErrorRecord* own = privateRecord())
+        return own->text_;
     QMutexLocker lock(&recordMutex_);
     return errorText_;
 }
 
 void LogHelper::setErrorText(const QString& text)
 {
+    if (PrivateErrorRecord* own = privateRecord()) {
+        own->text_ = text.toLatin1();
+        return;
+    }
     QMutexLocker lock(&recordMutex_);
     errorText_ = text.toLatin1();
 }
 
 void LogHelper::setError(qint32 code, const QString& text)
 {
+    if (PrivateErrorRecord* own = privateRecord()) {
+        own->code_ = code;
+        own->text_ = text.toLatin1();
+        return;
+    }
     QMutexLocker lock(&recordMutex_);
     errorCode_ = code;
     errorText_ = text.toLatin1();

@@ -61,7 +61,29 @@ public:
     // The local-time timestamp "y/M/d h:m:s.z" without padding.
     static QString timestamp();
 
+    // While one lives on a thread, the error record that thread reads and
+    // writes through this log is a private copy, starting from the shared
+    // record. Background work (the status check) logs its failures this way
+    // without changing, even for a moment, the record the host reads.
+    class PrivateErrorRecord {
+    public:
+        explicit PrivateErrorRecord(LogHelper& log);
+        ~PrivateErrorRecord();
+        PrivateErrorRecord(const PrivateErrorRecord&) = delete;
+        PrivateErrorRecord& operator=(const PrivateErrorRecord&) = delete;
+
+    private:
+        friend class LogHelper;
+        const LogHelper& log_;
+        PrivateErrorRecord* outer_;
+        qint32 code_;
+        QByteArray text_;
+    };
+
 private:
+    // This thread's private record for this log, or null.
+    PrivateErrorRecord* privateRecord() const;
+
     void appendToFile(const QByteArray& bytes);
     void rotate();
     QString errorLine(const QString& message) const;

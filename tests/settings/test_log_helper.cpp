@@ -6,6 +6,7 @@
 #include <QRegularExpression>
 #include <QStringList>
 #include <QFileInfo>
+#include <atomic>
 #include <clocale>
 #include <thread>
 #include <vector>
@@ -80,6 +81,36 @@ TEST_F(LogHelperTest, ErrorRecordKeepsLatin1Text)
     EXPECT_EQ(log.errorText(), QByteArray("Temperatur 25\xB0" "C"));
     log.setError(0, QStringLiteral("<00>"));
     EXPECT_EQ(log.errorText(), QByteArray("<00>"));
+}
+
+TEST_F(LogHelperTest, PrivateRecordKeepsABackgroundThreadsErrorsToItself)
+{
+    LogHelper log;
+    LogHelper other;
+    log.setError(0, QStringLiteral("<00>"));
+    std::atomic<bool> recorded{false};
+    std::atomic<bool> hostWrote{false};
+    std::thread background([&] {
+        LogHelper::PrivateErrorRecord own(log);
+        EXPECT_EQ(log.errorText(), QByteArray("<00>")) << "starts from the shared record";
+        log.LogError(0x5007, QStringLiteral("Receive: Invalid BCP Packet"));
+        other.setError(9, QStringLiteral("another log is not affected"));
+        recorded = true;
+        while (!hostWrote)
+            std::this_thread::yield();
+        EXPECT_EQ(log.errorCode(), 0x5007) << "the thread reads its own record";
+    });
+    while (!recorded)
+        std::this_thread::yield();
+    EXPECT_EQ(log.errorCode(), 0);
+    EXPECT_EQ(log.errorText(), QByteArray("<00>"));
+    EXPECT_EQ(other.errorCode(), 9);
+    log.setError(0x4E57, QStringLiteral("host error"));  // a host call meanwhile
+    hostWrote = true;
+    background.join();
+    EXPECT_EQ(log.errorCode(), 0x4E57) << "the background thread's end does not overwrite it";
+    EXPECT_TRUE(messages().value(0).contains(QStringLiteral("**ERROR** Receive: Invalid BCP Packet")))
+        << "the failure is still logged";
 }
 
 TEST_F(LogHelperTest, ExchangeLinesDropLineBreaksAndNeverShowAccessCommands)
