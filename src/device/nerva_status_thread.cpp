@@ -12,6 +12,7 @@ constexpr qint32 kStatusThreadFailed = 0x501F;
 constexpr int kStartSettleMs = 100;
 constexpr int kStopPollMs = 10;
 constexpr int kStopPollLimit = 500;
+constexpr unsigned long kFinishingWaitMs = 1000;
 
 } // namespace
 
@@ -49,9 +50,11 @@ bool Nerva::stopStatusThread()
         log_->ProfileMark(QStringLiteral("Status Thread Finished"));
     }
     statusThread_ = nullptr;
-    // A thread that has ended is released here; one that still runs (stuck
-    // in an exchange) cannot be, and is left to finish on its own.
-    if (thread->wait(0) && QThread::currentThread() != thread)
+    // A thread that has ended is released here. Qt reports it as no longer
+    // running while it is still finishing for a moment, so that moment is
+    // waited for. One still stuck in an exchange cannot be released and is
+    // left to finish on its own.
+    if (QThread::currentThread() != thread && !thread->isRunning() && thread->wait(kFinishingWaitMs))
         delete thread;
     return true;
 }
