@@ -128,16 +128,18 @@ qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeou
     const QString lower = command.toLower();
     const QString polledKey = polledCommandKey(lower);
 
-    if (status == kStatusPending) {
+    // With debug logging on, "nothing new" (7) is settled here: a poll's
+    // unchanged answer is logged once and leaves the error record alone, any
+    // other command shows "<07>". Without debug logging, 7 takes the ordinary
+    // paths below like any other status.
+    if (status == kStatusPending && log_->debug()) {
         if (!polledKey.isEmpty()) {
-            // "Nothing new" is the normal answer of a poll: logged on change only.
-            if (log_->debug() && lastPolledReply_.value(polledKey) != response)
+            if (lastPolledReply_.value(polledKey) != response)
                 log_->LogExchange();
             lastPolledReply_.insert(polledKey, response);
             return status;
         }
-        if (log_->debug())
-            log_->LogExchange();
+        log_->LogExchange();
         log_->setError(status, QStringLiteral("<07>"));
         return status;
     }

@@ -12,6 +12,13 @@ namespace {
 
 const char* const kCalPlaque = "SERIALNUM 0x00 HUGA-58812";
 
+struct StatusCase {
+    const char* command;
+    const char* reply;
+    int code;
+    const char* record;
+};
+
 // Without the background poll, scripted replies meet only the exchanges of each case.
 class ExchangeTest : public InstrumentTest {
 protected:
@@ -20,32 +27,66 @@ protected:
         InstrumentTest::SetUp();
         connectInstrument(false);
     }
+
+    // Scripts each reply, sends its command and checks the error pair it leaves.
+    template <size_t N>
+    void expectRecords(const StatusCase (&cases)[N])
+    {
+        for (const StatusCase& c : cases) {
+            SCOPED_TRACE(c.reply);
+            script(c.command, c.reply);
+            EXPECT_STREQ(SendCommand(c.command, 1000), "");
+            EXPECT_TRUE(hasError(c.code, c.record));
+        }
+    }
 };
 
 TEST_F(ExchangeTest, StatusesReachTheErrorRecord)
 {
     EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), kCalPlaque);
     EXPECT_TRUE(hasError(0, "<00>"));
-    struct Case { const char* command; const char* reply; int code; const char* record; };
-    const Case cases[] = {
+    // Without debug logging, "nothing new" (7) is an ordinary status: the
+    // polled commands show it as "<07>", the others change only the code.
+    const StatusCase cases[] = {
         {"probe", "PROBE 0x12", 0x12, "<00>"},  // tolerated: no error text
-        {"probe", "PROBE 0x07", 7, "<07>"},     // pending
+        {"probe", "PROBE 0x07", 7, "<00>"},
         {"probe", "PROBE 0x3c trailing words", 0x3C, "FAILED: Status Error 3C"},
         {"probe", "PROBE", -1, "FAILED: Status Error FFFFFFFF"},
         // The polled commands show their status as it came.
         {"meas done?", "MEAS 0x85", 0x85, "<85>"},
         {"scan get patchrecrefls", "SCAN 0x0a 12 patches", 10, "<0a>"},
-        // "Nothing new" from a poll leaves the record as it was.
-        {"meas done?", "MEAS 0x07", 10, "<0a>"},
+        {"scan done?", "SCAN 0x07", 7, "<0a>"},
+        {"meas done?", "MEAS 0x07", 7, "<07>"},
+        {"probe", "PROBE 0x3c", 0x3C, "FAILED: Status Error 3C"},
+        {"scan get refls", "SCAN 0x07", 7, "<07>"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.reply);
-        script(c.command, c.reply);
-        EXPECT_STREQ(SendCommand(c.command, 1000), "");
-        EXPECT_TRUE(hasError(c.code, c.record));
-    }
+    expectRecords(cases);
     // A bad reply is not a transport failure: the link stays.
     EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), kCalPlaque);
+}
+
+class DebugExchangeTest : public ExchangeTest {
+protected:
+    void prepare() override { env_.writeLogOptions({{QStringLiteral("Options/Debug"), QStringLiteral("1")}}); }
+};
+
+// With debug logging, a poll's "nothing new" is logged once and leaves the
+// record as it was; any other command shows "<07>".
+TEST_F(DebugExchangeTest, PendingStatusIsSettledBeforeTheOrdinaryPaths)
+{
+    const StatusCase cases[] = {
+        {"probe", "PROBE 0x07", 7, "<07>"},
+        {"meas done?", "MEAS 0x85", 0x85, "<85>"},
+        {"meas done?", "MEAS 0x07", 0x85, "<85>"},
+        {"meas done?", "MEAS 0x07", 0x85, "<85>"},
+        {"scan get refls", "SCAN 0x07", 0x85, "<85>"},
+        {"button triggered?", "BUTTON 0x07", 0x85, "<85>"},
+    };
+    const int connectionLog = log().size();
+    expectRecords(cases);
+    const QString logged = log().mid(connectionLog);
+    EXPECT_EQ(logged.count(QStringLiteral("SEND:meas done? - RECV:MEAS 0x07")), 1) << logged.toStdString();
+    EXPECT_EQ(logged.count(QStringLiteral("SEND:probe - RECV:PROBE 0x07")), 1);
 }
 
 TEST_F(ExchangeTest, TransportFailureClosesThePortExceptForPolledCommands)
