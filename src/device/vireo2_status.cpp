@@ -39,11 +39,9 @@ private:
 
 void Vireo2::CheckStatus()
 {
-    const bool trace = log_->debug();
-    auto mark = [&](const char* text) {
-        if (trace)
-            log_->WriteLine(QString::fromLatin1(text));
-    };
+    // The check's progress marks are always written, like every plain log
+    // line: they show where a check stopped when the instrument stalls.
+    auto mark = [this](const char* text) { log_->WriteLine(QString::fromLatin1(text)); };
 
     mark("In Check Status Method");
     if (checkBusy_.exchange(true))
@@ -124,12 +122,10 @@ void Vireo2::CheckStatus()
 // when there was none.
 QString Vireo2::checkButton()
 {
-    if (log_->debug())
-        log_->WriteLine(QStringLiteral("CHECK STATUS PRE BTN TRIGGERED"));
+    log_->WriteLine(QStringLiteral("CHECK STATUS PRE BTN TRIGGERED"));
     QByteArray reply;
     const qint32 status = Transact(QStringLiteral("button triggered?"), reply, kButtonTimeoutMs);
-    if (log_->debug())
-        log_->WriteLine(QStringLiteral("CHECK STATUS POST BTN TRIGGERED"));
+    log_->WriteLine(QStringLiteral("CHECK STATUS POST BTN TRIGGERED"));
     if (status != 0)
         return QString();
     const QString text = ResponseValue(reply);
@@ -151,17 +147,14 @@ QString Vireo2::checkButton()
 bool Vireo2::checkMeasurement(bool& finished)
 {
     finished = true;
-    if (log_->debug())
-        log_->WriteLine(QStringLiteral("CHECK STATUS PRE MEAS"));
+    log_->WriteLine(QStringLiteral("CHECK STATUS PRE MEAS"));
     if (!IsConnected()) {
-        if (log_->debug())
-            log_->WriteLine(QStringLiteral("CHECK STATUS NO CONNECTION MEAS"));
+        log_->WriteLine(QStringLiteral("CHECK STATUS NO CONNECTION MEAS"));
         return false;
     }
     QByteArray reply;
     const qint32 status = Transact(QStringLiteral("meas done?"), reply, kPollTimeoutMs);
-    if (log_->debug())
-        log_->WriteLine(QStringLiteral("CHECK STATUS POST MEAS"));
+    log_->WriteLine(QStringLiteral("CHECK STATUS POST MEAS"));
 
     if (status == 0x80) {
         log_->WriteLine(QStringLiteral("Measurement on the device returned code 0x80 -- 'STATUS_CALC_ERROR'"));

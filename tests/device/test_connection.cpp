@@ -65,6 +65,30 @@ TEST_F(ConnectionTest, PollingOnlyPollsAndStopsOnRequestAndWithDisconnect)
     EXPECT_EQ(commands().value(0), QByteArray("version")) << "a reconnection identifies again";
 }
 
+TEST_F(ConnectionTest, StatusCheckMarksEachStepInTheLogWithoutDebugLogging)
+{
+    // A quiet instrument: every check runs through the button and the
+    // measurement question and then asks about scans.
+    const QStringList steps{QStringLiteral("In Check Status Method"),        QStringLiteral("CHECK STATUS PRE LOCK"),
+                            QStringLiteral("CHECK STATUS POST LOCK"),        QStringLiteral("CHECK STATUS POST SCAN"),
+                            QStringLiteral("CHECK STATUS PRE BTN TRIGGERED"), QStringLiteral("CHECK STATUS POST BTN TRIGGERED"),
+                            QStringLiteral("CHECK STATUS PRE MEAS"),         QStringLiteral("CHECK STATUS POST MEAS")};
+    auto oneWholeCheckLogged = [&] {
+        QStringList messages;
+        for (const QString& line : log().split(QStringLiteral("\r\n")))
+            messages.append(line.section(QStringLiteral(" - "), 1));
+        for (int first = 0; first + steps.size() <= messages.size(); ++first) {
+            if (messages.mid(first, steps.size()) == steps)
+                return true;
+        }
+        return false;
+    };
+    connectInstrument();
+    EXPECT_TRUE(eventually(oneWholeCheckLogged)) << log().toStdString();
+    // Exchanges themselves stay out of the log without debug logging.
+    EXPECT_FALSE(log().contains(QStringLiteral(" ms - SEND:"))) << log().toStdString();
+}
+
 class DebugLogTest : public InstrumentTest {
 protected:
     void prepare() override { env_.writeLogOptions({{QStringLiteral("Options/Debug"), QStringLiteral("1")}}); }
