@@ -6,9 +6,11 @@
  *  - bool is one byte (0/1), int is 32-bit signed, float is IEEE single.
  *  - Text arguments are zero-terminated UTF-8. A null text argument makes the
  *    function return its failure result; it never crashes.
- *  - Returned text (const char*) points into a buffer owned by the library.
- *    It stays valid until the calling thread calls another text-returning
- *    function (ScanGetData keeps its own buffer). Copy it at once.
+ *  - Returned text (const char*) points into a buffer owned by the library,
+ *    one per calling thread. The calling thread's next text-returning
+ *    function overwrites it (ScanGetData keeps its own buffer): an earlier
+ *    pointer then shows the newer text, cut short if it has grown. Copy it
+ *    at once.
  *  - Failures return false, -1, -1.0f or "" and record an error code and text,
  *    read with GetLastErrorCode()/GetLastErrorString(). A success does not
  *    clear the record.
@@ -58,7 +60,9 @@ VIREO2_API bool Connect(void);
 VIREO2_API bool Disconnect(void);
 /** true while a connection opened by Connect is up. */
 VIREO2_API bool IsConnected(void);
-/** [locked] Instrument serial number ("NA" before the first Connect). */
+/** [locked] Instrument serial number ("NA" before the first Connect). With
+ *  "serialnum" non-zero in group "[Configuration]" of Vireo2Compatibility.ini
+ *  only its six characters from the eighth on ("" for a shorter serial). */
 VIREO2_API const char* GetSerialNum(void);
 
 /* ---- Spectral geometry and data ---------------------------------------- */

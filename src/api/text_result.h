@@ -7,7 +7,9 @@ namespace vireo2 {
 
 // Hands text back to a C caller: the UTF-8 bytes go into the calling
 // thread's result buffer, which the thread's next text result overwrites.
-// One buffer per thread keeps concurrent host threads memory-safe.
+// One buffer per thread keeps concurrent host threads memory-safe; a pointer
+// from an earlier result stays readable and shows the newest text (cut to
+// the room it had when a longer text needed a larger buffer).
 const char* textResult(const QString& text);
 
 } // namespace vireo2
