@@ -345,7 +345,9 @@ int EthernetThread::doRead()
         const qint64 count = socket_->read(chunk_.data(), kReadChunk);
         if (count > 0 && assembler_.append(chunk_.constData(), count) != bcp::PacketAssembler::State::Incomplete)
             return assembler_.buffer().size();
-        if (timer.hasExpired(readTimeoutMs_)) {
+        // Compared as signed: QElapsedTimer::hasExpired() would take a
+        // negative timeout as "never" and wait as long as the peer trickles.
+        if (timer.elapsed() > qint64(readTimeoutMs_)) {
             owner_->SetError(0x5005, QStringLiteral("Receive: TIMEOUT after receiving %1 bytes of %2")
                                          .arg(assembler_.buffer().size())
                                          .arg(assembler_.expected()));

@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QThread>
 #include <atomic>
 #include <thread>
@@ -106,6 +107,21 @@ TEST_F(EthernetTransportTest, BadRepliesFailWithTheirErrorAndInTime)
         EXPECT_EQ(transport.GetErrorMessage(), text);
         EXPECT_TRUE(transport.IsConnected());
     }
+}
+
+// The timeout is checked after every chunk: a negative one has passed at the
+// first check, however the peer keeps trickling.
+TEST_F(EthernetTransportTest, NegativeReadTimeoutHasPassedAtTheFirstCheck)
+{
+    sim.faults().add(Fault::on("version").splitInto({8, 4, 4, 4}, 100));
+    ASSERT_TRUE(transport.Send("version", 0));
+    EXPECT_NE(transport.Receive(reply, -1), 0);  // the write's result, as after any read
+    EXPECT_LT(reply.size(), kVersion.size() + 6);
+    EXPECT_EQ(transport.GetErrorCode(), 0x5005);
+    EXPECT_TRUE(QRegularExpression("^Receive: TIMEOUT after receiving \\d+ bytes of 27$")
+                    .match(transport.GetErrorMessage())
+                    .hasMatch())
+        << transport.GetErrorMessage().toStdString();
 }
 
 TEST_F(EthernetTransportTest, PollsWithTheFirstWordWhileTheStatusIsFive)
