@@ -56,8 +56,10 @@ TEST_F(MeasurementTest, MeasureReadsEachConditionIntoItsOwnSet)
 
 TEST_F(MeasurementTest, WithoutPolarizerThreeSetsAreReadAndValuesAreFloored)
 {
-    control(QStringLiteral("polarizer off"));
     connectCalibrated();
+    // Only the exact "MEASCONFIG 0x00 1" reports the polarizer; a trailing
+    // blank is enough to leave it out.
+    script("measconfig get polarizer", "MEASCONFIG 0x00 1 ");
     QByteArray dark = "MEAS 0x00";
     for (int band = 0; band < 31; ++band)
         dark += band == 3 ? " -0.2" : " 0";
