@@ -135,6 +135,23 @@ TEST_F(MeasurementTest, ReadingTakenAtTheInstrumentArrivesWithinASecond)
     EXPECT_FALSE(IsDataReady());
 }
 
+TEST_F(MeasurementTest, PollTakesACalibrationAsLostOnlyFromStatus0x85)
+{
+    connectCalibrated();
+    // The poll's range starts above the host measurement's (0x83).
+    auto pollAnswers = [this](const QByteArray& reply) {
+        script("meas done?", reply);
+        ASSERT_TRUE(eventually([this] { return sim_.faults().size() == 0; }));
+        clearCommands();
+        ASSERT_TRUE(sim_.waitForCommand("button triggered?", 2000)) << "the check that got the reply has ended";
+    };
+    pollAnswers("MEAS 0x83");
+    EXPECT_TRUE(attributesSay("Calibration Status=Calibrated"));
+    pollAnswers("MEAS 0x8E");
+    EXPECT_TRUE(attributesSay("Calibration Status=Not Calibrated"));
+    EXPECT_FALSE(IsDataReady());
+}
+
 TEST_F(MeasurementTest, HostMeasureIsNeverHeldUpByThePoll)
 {
     connectCalibrated();
