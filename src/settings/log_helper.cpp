@@ -102,8 +102,10 @@ void LogHelper::LogError(qint32 code, const QString& message)
         QMutexLocker lock(&recordMutex_);
         line = errorLine(message);
     }
-    setError(code, message);
+    // The line is in the file before the record shows the error, so a host
+    // that sees the code finds its line in the log.
     WriteLine(line);
+    setError(code, message);
 }
 
 void LogHelper::LogErrorOnly(qint32 code, const QString& message)
