@@ -9,6 +9,7 @@
 #include <atomic>
 #include <memory>
 
+#include "device/guarded_text.h"
 #include "settings/log_helper.h"
 
 namespace vireo2 {
@@ -127,7 +128,7 @@ public:
     // Tests whether the transport is open (used when a lock is abandoned).
     virtual bool isPortValid();
     // Serial number as stored at identification.
-    virtual QString serialNumber() const { return identity_[2]; }
+    virtual QString serialNumber() const { return identity_[2].get(); }
 
 protected:
     // The spectral store is read by host threads while the status thread
@@ -142,8 +143,8 @@ protected:
     std::shared_ptr<LogHelper> log_;
     std::shared_ptr<DeviceRecord> record_;
     // model, firmware, serial, and a fourth identity text
-    QString identity_[4] = {QStringLiteral("NA"), QStringLiteral("NA"), QStringLiteral("NA"),
-                            QStringLiteral("NA")};
+    GuardedText identity_[4] = {QStringLiteral("NA"), QStringLiteral("NA"), QStringLiteral("NA"),
+                                QStringLiteral("NA")};
     std::atomic<bool> calibrated_{false};
     std::atomic<bool> pollEnabled_{false};
     std::atomic<bool> dataReady_{false};

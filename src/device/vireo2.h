@@ -85,8 +85,8 @@ public:
     const DeviceSettings& settings() const { return settings_; }
     const std::shared_ptr<Vireo2Scanning>& scanning() const { return scanning_; }
     QString modelName() const { return modelName_; }
-    QString aperture() const { return aperture_; }
-    QString firmwareVersion() const { return firmwareVersion_; }
+    QString aperture() const { return aperture_.get(); }
+    QString firmwareVersion() const { return firmwareVersion_.get(); }
 
 protected:
     // The command dispatcher's view of the device (vireo2_command_host.cpp).
@@ -158,8 +158,8 @@ protected:
 
     // Identity
     QString modelName_ = QStringLiteral("Vireo2");
-    QString aperture_ = QStringLiteral("2.0mm");
-    QString firmwareVersion_;
+    GuardedText aperture_{QStringLiteral("2.0mm")};
+    GuardedText firmwareVersion_;
     QString stateText_ = QStringLiteral("0");
     qint32 readingIndex_ = -1;
 

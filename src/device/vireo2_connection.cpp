@@ -180,7 +180,7 @@ bool Vireo2::Identify()
     send(QStringLiteral("scan done?"), nullptr);
     scanState_ = 0;
 
-    if (send(QStringLiteral("SerialNum Get Inst"), &text) && text != identity_[2]) {
+    if (send(QStringLiteral("SerialNum Get Inst"), &text) && text != identity_[2].get()) {
         identity_[2] = text;
         storedDataRead_ = false;
     }

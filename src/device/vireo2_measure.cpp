@@ -172,8 +172,8 @@ QString Vireo2::GetMeasAttributes()
 
     return QStringLiteral("Mfg=Hueron:Model=%1:Serial Number=%2:Mode=Reflectance:Angles=%3:"
                           "Calibration Status=%4:Aperture=%5:NetAdjuster=%7")
-        .arg(modelText(ResponseValue(reply)), identity_[2], angles,
-             calibrated_ ? QStringLiteral("Calibrated") : QStringLiteral("Not Calibrated"), aperture_,
+        .arg(modelText(ResponseValue(reply)), identity_[2].get(), angles,
+             calibrated_ ? QStringLiteral("Calibrated") : QStringLiteral("Not Calibrated"), aperture_.get(),
              profileText(profileState_));
 }
 

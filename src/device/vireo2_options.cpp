@@ -102,7 +102,7 @@ QString Vireo2::GetSettingOptions(const QString& name)
     case kNetAdjuster:
         return QStringLiteral("OFF;ON");
     case kMeasurementArea:
-        return aperture_;
+        return aperture_.get();
     default:
         log_->LogErrorOnly(kInvalidSetting, QStringLiteral("FAILED availableSettingOptions: Invalid Setting"));
         return QString();
@@ -120,7 +120,7 @@ QString Vireo2::GetOption(const QString& name)
     case kReadingMode:
         return QStringLiteral("Pressure");
     case kMeasurementArea:
-        return aperture_;
+        return aperture_.get();
     case kNetAdjuster: {
         if (!operationMutex_->tryLock(kOperationLockTimeoutMs)) {
             log_->LogErrorOnly(kLockFailed, QStringLiteral("FAILED settingOption: Unable to lock commnications port"));

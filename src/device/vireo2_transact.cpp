@@ -183,7 +183,7 @@ QString Vireo2::SendCommand(const QString& command, int timeoutMs)
 // before those do not doze and need no wake-up.
 bool Vireo2::firmwareGateOn() const
 {
-    const QStringList parts = firmwareVersion_.split(QLatin1Char('.'));
+    const QStringList parts = firmwareVersion_.get().split(QLatin1Char('.'));
     if (parts.size() < 3)
         return false;
     const int major = parts.at(0).toInt();

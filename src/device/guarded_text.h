@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QMutex>
+#include <QMutexLocker>
+#include <QString>
+
+namespace vireo2 {
+
+// A text that identification and disconnection write on one thread while
+// exports that take no lock (GetOption, GetSerialNum, GetMeasAttributes)
+// read it on others. Each access copies the text under a mutex, so a reader
+// never sees a string object half replaced.
+class GuardedText {
+public:
+    GuardedText(const QString& initial = QString()) : text_(initial) {}
+    GuardedText(const GuardedText&) = delete;
+    GuardedText& operator=(const GuardedText&) = delete;
+
+    GuardedText& operator=(const QString& text)
+    {
+        QMutexLocker lock(&mutex_);
+        text_ = text;
+        return *this;
+    }
+    QString get() const
+    {
+        QMutexLocker lock(&mutex_);
+        return text_;
+    }
+    operator QString() const { return get(); }
+
+private:
+    mutable QMutex mutex_;
+    QString text_;
+};
+
+} // namespace vireo2
