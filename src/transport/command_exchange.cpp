@@ -23,6 +23,13 @@ QByteArray pollCommand(const QString& lastCommand, const char* suffix)
 
 } // namespace
 
+bool CTransport::transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode)
+{
+    if (!(packetMode ? Send(bytes, length) : SendRaw(bytes, length)))
+        return false;
+    return packetMode ? RecvPacket(response, timeoutMs) : Receive(response, timeoutMs) != 0;
+}
+
 bool CTransport::exchange(const char* command, QByteArray& response, int timeoutMs, int length,
                           const PollingDialect& dialect, bool packetMode)
 {
@@ -32,18 +39,12 @@ bool CTransport::exchange(const char* command, QByteArray& response, int timeout
         length = int(std::strlen(command));
     lastCommand_ = QString::fromUtf8(command, length);
 
-    auto sendBytes = [&](const char* bytes, int count) {
-        return packetMode ? Send(bytes, count) : SendRaw(bytes, count);
-    };
-    auto receiveReply = [&](int timeout) {
-        return packetMode ? RecvPacket(response, timeout) : Receive(response, timeout) != 0;
-    };
     auto finish = [&] {
         lastExchangeTime_ = quint32(timer.elapsed());
         return true;
     };
 
-    if (!sendBytes(command, length) || !receiveReply(timeoutMs) || response.isEmpty())
+    if (!transfer(command, length, response, timeoutMs, packetMode) || response.isEmpty())
         return false;
 
     qint32 delayMs = 0;
@@ -57,7 +58,7 @@ bool CTransport::exchange(const char* command, QByteArray& response, int timeout
     qint32 status = 5;
     while (status == 5) {
         QThread::msleep(ulong(delayMs));
-        if (!sendBytes(poll.constData(), poll.size()) || !receiveReply(int(receiveTimeoutMs)))
+        if (!transfer(poll.constData(), poll.size(), response, int(receiveTimeoutMs), packetMode))
             return false;
         receiveTimeoutMs = qMax(receiveTimeoutMs - timer.elapsed(), kPollTimeoutFloorMs);
         delayMs = kLaterPollDelayMs;

@@ -53,6 +53,11 @@ protected:
     // while the instrument reports status 5, poll with "<word><suffix>".
     bool exchange(const char* command, QByteArray& response, int timeoutMs, int length,
                   const PollingDialect& dialect, bool packetMode);
+    // One step of an exchange: writes `bytes` (framed in packet mode) and
+    // reads the reply into `response`, with the outcomes and errors of
+    // Send/SendRaw followed by RecvPacket/Receive. A transport may do both in
+    // one go; this default calls them in turn.
+    virtual bool transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode);
 
     bool basePacketMode_ = false;
     qint32 errorCode_ = 0;

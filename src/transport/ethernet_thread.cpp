@@ -6,6 +6,7 @@
 #include <QMutexLocker>
 #include <QStringList>
 #include <QTcpSocket>
+#include <chrono>
 #include <climits>
 
 #include "transport/ethernet_transport.h"
@@ -19,6 +20,32 @@ inline void cpuRelax()
 #if defined(__x86_64__) || defined(__i386__)
     __builtin_ia32_pause();
 #endif
+}
+
+// A yield that gives the core away for longer than this means other threads
+// are keeping it busy; spinning then pauses for kSpinPauseNanos.
+constexpr qint64 kCrowdedYieldNanos = 500 * 1000;
+constexpr qint64 kSpinPauseNanos = 200 * 1000 * 1000;
+
+// Steady-clock time until which hand-overs wait without spinning; shared by
+// all transports, as crowded cores are a property of the machine.
+std::atomic<qint64> gSpinPausedUntil{0};
+
+qint64 steadyNanos()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+bool spinningPaused()
+{
+    return steadyNanos() < gSpinPausedUntil.load(std::memory_order_relaxed);
+}
+
+void pauseSpinning()
+{
+    gSpinPausedUntil.store(steadyNanos() + kSpinPauseNanos, std::memory_order_relaxed);
 }
 
 // Qt stops pulling bytes from the kernel beyond this, so a peer that streams
@@ -97,6 +124,27 @@ int EthernetThread::read(QByteArray& output, int timeoutMs, bool packetMode)
     return readCount_;
 }
 
+EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int length, QByteArray& output,
+                                                        int timeoutMs, bool packetMode)
+{
+    QMutexLocker requester(&submitMutex_);
+    {
+        QMutexLocker lock(&mutex_);
+        writeData_ = bytes;
+        writeLength_ = length;
+        readTimeoutMs_ = timeoutMs;
+        readPacketMode_ = packetMode;
+    }
+    submit(Request::WriteThenRead);
+    QMutexLocker lock(&mutex_);
+    if (!result_)
+        return Transfer::WriteFailed;
+    if (!readRan_)
+        return Transfer::NotConnectedToRead;
+    output.swap(assembler_.buffer());
+    return Transfer::Read;
+}
+
 void EthernetThread::disconnectAndClose()
 {
     QMutexLocker requester(&submitMutex_);
@@ -125,6 +173,8 @@ bool EthernetThread::result() const
 template <typename Condition>
 bool EthernetThread::briefly(Condition condition)
 {
+    if (spinningPaused())
+        return condition();
     QElapsedTimer timer;
     timer.start();
     do {
@@ -133,8 +183,15 @@ bool EthernetThread::briefly(Condition condition)
                 return true;
             cpuRelax();
         }
-        // Let a thread waiting for this core run.
+        // Let a thread waiting for this core run. When that costs a long
+        // time slice, the cores are crowded with busy threads and every
+        // further yield would cost as much: hand over by waiting instead.
+        const qint64 beforeYield = timer.nsecsElapsed();
         QThread::yieldCurrentThread();
+        if (timer.nsecsElapsed() - beforeYield > kCrowdedYieldNanos) {
+            pauseSpinning();
+            break;
+        }
     } while (timer.nsecsElapsed() < kHandOverSpinMicros * 1000);
     return condition();
 }
@@ -189,9 +246,8 @@ void EthernetThread::run()
         // A disconnection noticed while serving is settled before the
         // requester learns the outcome, so IsConnected() is already false.
         if (peerClosed_) {
-            peerClosed_ = false;
             lock.unlock();
-            dropConnection();
+            settlePeerClosed();
             lock.relock();
         }
         justServed = request != Request::None;
@@ -255,6 +311,9 @@ void EthernetThread::serve(Request request)
         readCount_ = count;
         break;
     }
+    case Request::WriteThenRead:
+        serveWriteThenRead();
+        break;
     case Request::Disconnect:
         dropConnection();
         break;
@@ -262,6 +321,31 @@ void EthernetThread::serve(Request request)
     case Request::None:
         break;
     }
+}
+
+void EthernetThread::serveWriteThenRead()
+{
+    const bool written = doWrite();
+    // As between a write request and a read request: a closed connection
+    // seen during the write is settled first, and then there is no read.
+    settlePeerClosed();
+    const bool readable = written && owner_->IsConnected();
+    const int count = readable ? doRead() : 0;
+    QMutexLocker lock(&mutex_);
+    result_ = written;
+    readRan_ = readable;
+    readCount_ = count;
+}
+
+void EthernetThread::settlePeerClosed()
+{
+    {
+        QMutexLocker lock(&mutex_);
+        if (!peerClosed_)
+            return;
+        peerClosed_ = false;
+    }
+    dropConnection();
 }
 
 // Lets the idle socket look at its descriptor once without blocking, so that

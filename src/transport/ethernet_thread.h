@@ -47,6 +47,12 @@ public:
     // Reads one reply into `output` (swapped out of the worker, not copied).
     // Returns the number of bytes received.
     int read(QByteArray& output, int timeoutMs, bool packetMode);
+    // How far a write-then-read request got.
+    enum class Transfer { WriteFailed, NotConnectedToRead, Read };
+    // write() followed by read() in a single hand-over, as an exchange does
+    // them; a disconnection noticed during the write is settled before the
+    // read would start. `output` receives the reply when the read ran.
+    Transfer writeThenRead(const char* bytes, int length, QByteArray& output, int timeoutMs, bool packetMode);
     // Drops the connection and leaves write and read requests refused until
     // the next connect.
     void disconnectAndClose();
@@ -66,7 +72,7 @@ protected:
     void run() override;
 
 private:
-    enum class Request { None, Connect, Write, Read, Disconnect, Quit };
+    enum class Request { None, Connect, Write, Read, WriteThenRead, Disconnect, Quit };
 
     void submit(Request request);
     Request nextRequest(QMutexLocker& lock, bool justServed);
@@ -74,8 +80,11 @@ private:
     template <typename Condition>
     static bool briefly(Condition condition);
     void serve(Request request);
+    void serveWriteThenRead();
     void checkIdleSocket();
     void dropConnection();
+    // Drops the connection if the peer was seen closing it.
+    void settlePeerClosed();
     bool doConnect();
     bool doWrite();
     int doRead();
@@ -103,6 +112,7 @@ private:
     int readTimeoutMs_ = 0;
     bool readPacketMode_ = true;
     int readCount_ = 0;
+    bool readRan_ = false;
 
     // Worker-thread state.
     QTcpSocket* socket_ = nullptr;

@@ -115,8 +115,11 @@ int CEthernet::Receive(QByteArray& output, int timeoutMs)
 
 bool CEthernet::RecvPacket(QByteArray& output, int timeoutMs)
 {
-    if (Receive(output, timeoutMs) == 0)
-        return false;
+    return Receive(output, timeoutMs) != 0 && unwrapPacket(output);
+}
+
+bool CEthernet::unwrapPacket(QByteArray& output)
+{
     switch (bcp::validate(output, bcp::LengthRule::Exact)) {
     case bcp::Validity::TooShort:
         SetError(0x5006, QStringLiteral("RecvPacket: Incorrect Packet length"));
@@ -129,6 +132,31 @@ bool CEthernet::RecvPacket(QByteArray& output, int timeoutMs)
     }
     bcp::unwrap(output);
     return true;
+}
+
+// Send or SendRaw, then RecvPacket or Receive, with their outcomes and errors;
+// the worker thread is handed the pair at once.
+bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode)
+{
+    if (!IsConnected()) {
+        if (packetMode)
+            SetError(0x5001, QStringLiteral("FAILED Send: NOT Connected"));
+        return false;
+    }
+    const int size = measuredLength(bytes, length);
+    const QByteArray packet = packetMode ? bcp::frame(bytes, size) : QByteArray::fromRawData(bytes, size);
+    switch (thread_->writeThenRead(packet.constData(), packet.size(), response, timeoutMs, packetMode_)) {
+    case EthernetThread::Transfer::WriteFailed:
+        return false;
+    case EthernetThread::Transfer::NotConnectedToRead:
+        response.clear();
+        SetError(0x5004, QStringLiteral("FAILED Receive: NOT Connected"));
+        return false;
+    case EthernetThread::Transfer::Read:
+        break;
+    }
+    // After a good write a reply counts as received even when empty.
+    return !packetMode || unwrapPacket(response);
 }
 
 bool CEthernet::SendReceive(const char* command, QByteArray& response, int timeoutMs, int length)

@@ -36,8 +36,14 @@ public:
     // True while some CEthernet in the process runs SendReceive.
     static bool exchangeInProgress();
 
+protected:
+    // Write and read in one hand-over to the worker thread.
+    bool transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode) override;
+
 private:
     void ensureThread();
+    // Validates and unwraps the BCP packet in `output` (RecvPacket's checks).
+    bool unwrapPacket(QByteArray& output);
 
     EthernetThread* thread_ = nullptr;
     std::atomic<bool> connected_{false};
