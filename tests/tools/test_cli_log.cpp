@@ -40,6 +40,15 @@ TEST_F(LogTest, ShowsTheLatestLinesTheLibraryWrote)
     const ProgramResult last = run("log -n 1");
     EXPECT_EQ(last.out.count('\n'), 1);
     EXPECT_TRUE(all.out.endsWith(last.out));
+
+    // --errors leaves out the status check's lines; -n counts what is shown.
+    QFile log(defaultPath);
+    ASSERT_TRUE(log.open(QIODevice::Append));
+    log.write("2026/11/22 9:5:3.7 - In Check Status Method\r\n2026/11/22 9:5:3.8 - CHECK STATUS PRE LOCK\r\n");
+    log.close();
+    const ProgramResult errors = run("log --errors -n 2");
+    EXPECT_EQ(errors.out.count('\n'), 2) << errors.out.toStdString();
+    EXPECT_EQ(errors.out.count("**ERROR** Unable to connect to Vireo2 - "), 2) << errors.out.toStdString();
 }
 
 TEST_F(LogTest, FollowsTheDataPathOfTheWorkingDirectory)

@@ -10,6 +10,7 @@ namespace vireo2::cli {
 namespace {
 const QString kLines = QStringLiteral("lines");
 const QString kPath = QStringLiteral("path");
+const QString kErrors = QStringLiteral("errors");
 constexpr int kDefaultLines = 20;
 
 int run(const Invocation& call)
@@ -38,6 +39,8 @@ int run(const Invocation& call)
     QStringList lines = QString::fromUtf8(file.readAll()).remove(QLatin1Char('\r')).split(QLatin1Char('\n'));
     if (!lines.isEmpty() && lines.last().isEmpty())
         lines.removeLast();
+    if (call.parser.isSet(kErrors))
+        lines = lines.filter(QStringLiteral("**ERROR**"));
     const QStringList tail = lines.mid(qMax(0, lines.size() - count));
     printOut(tail.isEmpty() ? QString() : tail.join(QLatin1Char('\n')) + QLatin1Char('\n'));
     return ExitOk;
@@ -54,12 +57,14 @@ Subcommand logCommand()
         "The library looks for \"spectro.ini\" in the current directory: its Data/Path\n"
         "names the log's directory (absolute, or relative to the user's data folder).\n"
         "Without it the log is $XDG_DATA_HOME/Hueron/spectro.log (by default\n"
-        "~/.local/share/Hueron/spectro.log). Errors are always logged; every exchange\n"
-        "with the instrument only when that spectro.ini holds [Options] Debug=1.");
+        "~/.local/share/Hueron/spectro.log). Errors and the steps of the background\n"
+        "status check are always logged; every exchange with the instrument only when\n"
+        "that spectro.ini holds [Options] Debug=1.");
     command.options = {
         QCommandLineOption({QStringLiteral("n"), kLines}, QStringLiteral("How many lines (default 20)."),
                            QStringLiteral("N")),
         QCommandLineOption(kPath, QStringLiteral("Print the log file's path only.")),
+        QCommandLineOption(kErrors, QStringLiteral("Only the error lines (\"**ERROR** ...\").")),
     };
     command.run = run;
     return command;
