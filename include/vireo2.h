@@ -87,6 +87,13 @@ VIREO2_API bool IsDataReady(void);
 /** Reflectance of condition `set` at wavelength index `wavelength`, floored
  *  at 0.0001; -1.0f when there is no such value. */
 VIREO2_API float GetSpectralData(int set, int wavelength);
+/** The whole spectrum of condition `set` in one call: copies its reflectance
+ *  factors (1.0 = the white standard, NOT percent; floored at 0.0001) in
+ *  wavelength order into values[0..capacity-1], all from the same reading.
+ *  Returns the number copied (31 with capacity >= 31, fewer when capacity is
+ *  smaller), or -1 for a null array, an unknown set or no reading; a failure
+ *  records nothing. Clears the IsDataReady flag like GetSpectralData. */
+VIREO2_API int GetSpectralSetData(int set, float* values, int capacity);
 /** "Mfg=Hueron:Model=...:Serial Number=...:Mode=Reflectance:Angles=...:
  *  Calibration Status=...:Aperture=...:NetAdjuster=..." (asks the instrument
  *  for its firmware text). */

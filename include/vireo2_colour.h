@@ -2,7 +2,12 @@
  * libVireo2 colorimetry for hosts: reflectance spectra to colour values.
  *
  * Conventions of every function below:
- *  - A spectrum is 31 reflectances in percent at 400, 410, ..., 700 nm.
+ *  - A spectrum is 31 reflectances in PERCENT (0..100, a white near 90) at
+ *    400, 410, ..., 700 nm. The device functions GetSpectralData and
+ *    GetSpectralSetData hand out reflectance FACTORS (1.0 = the white
+ *    standard): multiply them by 100 first. A factor spectrum passed here
+ *    gives colours near black (L* about 4.5 instead of 76 for a light grey).
+ *  - L*a*b* triples are CIE L* (0..100), a*, b*; XYZ has Y = 100 for white.
  *  - index selects the illuminant/observer, 0..17, even = 2 degree observer,
  *    odd = 10 degree observer of the same illuminant:
  *    0/1 A, 2/3 C, 4/5 D50, 6/7 D65, 8/9 F2, 10/11 F7, 12/13 F11, 14/15 F12,
@@ -31,10 +36,12 @@ extern "C" {
 #  endif
 #endif
 
-/** Tristimulus X, Y, Z (Y = 100 for a perfect white) under index. */
+/** Tristimulus X, Y, Z (Y = 100 for a perfect white) of a percent spectrum
+ *  under index. */
 VIREO2_COLOUR_API int Vireo2_SpectrumToXYZ(const double spectrum[31], int index, double xyz[3]);
 
-/** CIE 1976 L*, a*, b* when hunter is 0, Hunter L, a, b otherwise. */
+/** CIE 1976 L*, a*, b* of a percent spectrum when hunter is 0, Hunter L, a,
+ *  b otherwise. */
 VIREO2_COLOUR_API int Vireo2_SpectrumToLab(const double spectrum[31], int index, int hunter, double lab[3]);
 
 /** L, a, b, C, h (hue in degrees, 0..360) of CIE L*a*b* (hunter 0) or Hunter
@@ -50,12 +57,25 @@ VIREO2_COLOUR_API int Vireo2_DeltaE76(const double lab1[3], const double lab2[3]
 /** CIEDE2000 colour difference (kL = kC = kH = 1) of two L*a*b* triples. */
 VIREO2_COLOUR_API int Vireo2_DeltaE2000(const double lab1[3], const double lab2[3], double* de);
 
+/** CIE94 colour difference of sample against reference (not symmetric: the
+ *  weights use the reference's chroma). textiles 0: graphic arts (kL 1,
+ *  K1 0.045, K2 0.015); otherwise textiles (kL 2, K1 0.048, K2 0.014). */
+VIREO2_COLOUR_API int Vireo2_DeltaE94(const double reference[3], const double sample[3], int textiles,
+                                      double* de);
+
+/** CMC(l:c) colour difference of sample against reference (not symmetric);
+ *  l = 2, c = 1 is the usual acceptability setting, 1:1 perceptibility.
+ *  Fails (0) when l or c is not positive. */
+VIREO2_COLOUR_API int Vireo2_DeltaECMC(const double reference[3], const double sample[3], double l, double c,
+                                       double* de);
+
 /** Metamerism index: length of the change of the L*a*b* difference
  *  sample - standard from index1 to index2 (0 for a non-metameric pair). */
 VIREO2_COLOUR_API int Vireo2_MetamerismIndex(const double standard[31], const double sample[31], int index1,
                                              int index2, double* mi);
 
-/** Kubelka-Munk colour strength of sample against standard in percent, K/S
+/** Kubelka-Munk colour strength of sample against standard (both percent
+ *  spectra) in percent, K/S
  *  summed over 420..680 nm (reflectance floored at 4 %), capped at 1000. */
 VIREO2_COLOUR_API int Vireo2_StrengthSum(const double standard[31], const double sample[31], double* strength);
 

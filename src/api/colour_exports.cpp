@@ -97,6 +97,29 @@ VIREO2_COLOUR_API int Vireo2_DeltaE2000(const double lab1[3], const double lab2[
     });
 }
 
+VIREO2_COLOUR_API int Vireo2_DeltaE94(const double reference[3], const double sample[3], int textiles,
+                                      double* de)
+{
+    return guarded([&] {
+        if (!reference || !sample || !de)
+            return false;
+        *de = DeltaE94(reference, sample,
+                       textiles ? Cie94Application::Textiles : Cie94Application::GraphicArts);
+        return true;
+    });
+}
+
+VIREO2_COLOUR_API int Vireo2_DeltaECMC(const double reference[3], const double sample[3], double l, double c,
+                                       double* de)
+{
+    return guarded([&] {
+        if (!reference || !sample || !de || !(l > 0.0) || !(c > 0.0))
+            return false;
+        *de = DeltaECMC(reference, sample, l, c);
+        return true;
+    });
+}
+
 VIREO2_COLOUR_API int Vireo2_MetamerismIndex(const double standard[31], const double sample[31], int index1,
                                              int index2, double* mi)
 {

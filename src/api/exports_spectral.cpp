@@ -52,6 +52,11 @@ VIREO2_API float GetSpectralData(int set, int wavelength)
     return guarded(-1.0f, [=] { return device().GetSpectralData(set, wavelength); });
 }
 
+VIREO2_API int GetSpectralSetData(int set, float* values, int capacity)
+{
+    return guarded(-1, [=] { return values ? device().copySpectralSet(set, values, capacity) : -1; });
+}
+
 VIREO2_API const char* GetMeasAttributes(void)
 {
     return guardedText([] { return device().GetMeasAttributes(); });

@@ -73,6 +73,19 @@ float Nerva::GetSpectralData(int set, int wavelength)
     return float(spectra_.at(set).at(wavelength));
 }
 
+int Nerva::copySpectralSet(int set, float* out, int capacity)
+{
+    dataReady_ = false;
+    QMutexLocker lock(&storeMutex_);
+    if (set < 0 || set >= setCount_ || set >= spectra_.size() || capacity < 0)
+        return -1;
+    const QList<double>& values = spectra_.at(set);
+    const int count = qMin(capacity, qMin(int(values.size()), int(wavelengthCount_)));
+    for (int i = 0; i < count; ++i)
+        out[i] = float(values.at(i));
+    return count;
+}
+
 // Samples, references, tolerances and jobs: this family of instruments keeps
 // none of these records in the library, so every answer means "nothing".
 bool Nerva::ClearSamples() { return false; }

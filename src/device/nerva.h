@@ -127,6 +127,11 @@ public:
     void setPollEnabled(bool on) { pollEnabled_ = on; }
     // Tests whether the transport is open (used when a lock is abandoned).
     virtual bool isPortValid();
+    // Copies condition `set` of the last reading (reflectance factors) into
+    // `out`, at most `capacity` values, under the store lock so the values
+    // all come from one reading. Returns the count copied, -1 for an unknown
+    // set or no data. Clears the data-ready flag like GetSpectralData.
+    int copySpectralSet(int set, float* out, int capacity);
     // Serial number as stored at identification.
     virtual QString serialNumber() const { return identity_[2].get(); }
 

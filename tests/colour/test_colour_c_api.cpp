@@ -65,6 +65,10 @@ TEST(ColourCApi, NullPointersAndIndicesOutside0To17FailWithoutWriting)
         Vireo2_MetamerismIndex(s, s, 6, 0, nullptr), Vireo2_StrengthSum(nullptr, s, &value),
         Vireo2_StrengthSum(s, nullptr, &value),      Vireo2_StrengthSum(s, s, nullptr),
         Vireo2_IlluminantName(6, nullptr, 16),
+        Vireo2_DeltaE94(nullptr, s, 0, &value),      Vireo2_DeltaE94(s, nullptr, 0, &value),
+        Vireo2_DeltaE94(s, s, 0, nullptr),           Vireo2_DeltaECMC(nullptr, s, 2, 1, &value),
+        Vireo2_DeltaECMC(s, nullptr, 2, 1, &value),  Vireo2_DeltaECMC(s, s, 2, 1, nullptr),
+        Vireo2_DeltaECMC(s, s, 0, 1, &value),        Vireo2_DeltaECMC(s, s, 2, -1, &value),
     };
     for (std::size_t i = 0; i < std::size(nullCalls); ++i)
         EXPECT_EQ(nullCalls[i], 0) << "call " << i;
@@ -82,6 +86,42 @@ TEST(ColourCApi, NullPointersAndIndicesOutside0To17FailWithoutWriting)
         EXPECT_EQ(v, kUntouched);
     EXPECT_EQ(value, kUntouched);
     EXPECT_STREQ(name, "unchanged");
+}
+
+// CIE94 and CMC forward to the library's formulas with the reference first,
+// so swapping reference and sample changes the answer.
+TEST(ColourCApi, Cie94AndCmcWeighByTheReference)
+{
+    const double reference[3] = {60.0, 30.0, 20.0};
+    const double sample[3] = {62.0, 28.0, 25.0};
+    double value = 0.0;
+    ASSERT_EQ(Vireo2_DeltaE94(reference, sample, 0, &value), 1);
+    EXPECT_NEAR(value, 3.9509215597, 1e-9);
+    ASSERT_EQ(Vireo2_DeltaE94(reference, sample, 1, &value), 1);
+    EXPECT_NEAR(value, 3.6238880355, 1e-9);
+    ASSERT_EQ(Vireo2_DeltaECMC(reference, sample, 2.0, 1.0, &value), 1);
+    EXPECT_NEAR(value, 4.7758911273, 1e-9);
+    ASSERT_EQ(Vireo2_DeltaECMC(reference, sample, 1.0, 1.0, &value), 1);
+    EXPECT_NEAR(value, 4.9913292402, 1e-9);
+    const double red[3] = {50.0, 30.0, 0.0}, stronger[3] = {50.0, 40.0, 0.0};
+    ASSERT_EQ(Vireo2_DeltaE94(red, stronger, 0, &value), 1);
+    EXPECT_NEAR(value, 10.0 / 2.35, 1e-12);
+    ASSERT_EQ(Vireo2_DeltaE94(stronger, red, 0, &value), 1);
+    EXPECT_NEAR(value, 10.0 / 2.8, 1e-12);
+}
+
+// The colour functions take percent; the device hands out factors. Passing
+// factors by mistake gives a near-black colour, which is what the headers
+// warn about: a light grey of 50 % reads L* 76, its factors L* about 4.5.
+TEST(ColourCApi, FactorsPassedForPercentGiveANearBlackColour)
+{
+    const Spectrum percent = flatSpectrum(50.0);
+    const Spectrum factors = flatSpectrum(0.5);
+    double lab[3];
+    ASSERT_EQ(Vireo2_SpectrumToLab(percent.data(), 4, 0, lab), 1);
+    EXPECT_NEAR(lab[0], 76.07, 0.01);
+    ASSERT_EQ(Vireo2_SpectrumToLab(factors.data(), 4, 0, lab), 1);
+    EXPECT_NEAR(lab[0], 4.52, 0.01);
 }
 
 TEST(ColourCApi, IlluminantNamesAndBufferSizes)

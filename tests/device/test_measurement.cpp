@@ -1,6 +1,8 @@
 // Measuring and reading the spectra through the C exports. Every Measure
 // pauses one second afterwards, so each case measures as little as it can.
 #include <QElapsedTimer>
+#include <algorithm>
+#include <iterator>
 
 #include "instrument_fixture.h"
 #include "instrument_spectra.h"
@@ -49,6 +51,25 @@ TEST_F(MeasurementTest, MeasureReadsEachConditionIntoItsOwnSet)
     EXPECT_NEAR(GetSpectralData(3, 30), GetSpectralData(1, 30) - 0.02f, 1.5e-4);
     EXPECT_FLOAT_EQ(GetSpectralData(4, 0), -1.0f);
     EXPECT_FLOAT_EQ(GetSpectralData(0, 31), -1.0f);
+
+    // The bulk read gives the same values in one call, never more than the
+    // caller's capacity, and refuses what the single read refuses.
+    for (int set = 0; set < 4; ++set) {
+        float whole[40];
+        std::fill(std::begin(whole), std::end(whole), -7.0f);
+        ASSERT_EQ(GetSpectralSetData(set, whole, 40), 31) << set;
+        for (int band = 0; band < 31; ++band)
+            EXPECT_EQ(whole[band], GetSpectralData(set, band)) << set << " " << band;
+        EXPECT_EQ(whole[31], -7.0f) << "nothing written past the spectrum";
+    }
+    float few[3] = {-7.0f, -7.0f, -7.0f};
+    EXPECT_EQ(GetSpectralSetData(1, few, 2), 2);
+    EXPECT_EQ(few[1], GetSpectralData(1, 1));
+    EXPECT_EQ(few[2], -7.0f);
+    EXPECT_EQ(GetSpectralSetData(4, few, 3), -1);
+    EXPECT_EQ(GetSpectralSetData(-1, few, 3), -1);
+    EXPECT_EQ(GetSpectralSetData(0, nullptr, 31), -1);
+    EXPECT_EQ(GetSpectralSetData(0, few, -5), -1);
     EXPECT_STREQ(GetMeasAttributes(),
                  "Mfg=Hueron:Model=Vireo2 Plus:Serial Number=2025VR2041217X:Mode=Reflectance:"
                  "Angles=M0 / M1 / M2 / M3:Calibration Status=Calibrated:Aperture=4.0mm:NetAdjuster=OFF");
