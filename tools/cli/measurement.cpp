@@ -44,11 +44,41 @@ QString Measurement::readFromLibrary(int illuminantIndex)
         const QString problem = readCondition(set, wavelengthCount, &condition);
         if (!problem.isEmpty())
             return problem;
-        if (!Vireo2_SpectrumToLabCh(condition.percent.constData(), illuminant, 0, condition.lch.data()))
-            return QStringLiteral("no colour values for illuminant index %1").arg(illuminant);
         conditions.append(condition);
     }
+    taken = QDateTime::currentDateTime();
+    return recompute(illuminantIndex);
+}
+
+QString Measurement::recompute(int illuminantIndex)
+{
+    illuminant = illuminantIndex;
+    for (auto& condition : conditions) {
+        if (condition.percent.size() != kSpectrumLength)
+            return QStringLiteral("condition %1 has %2 values, expected %3")
+                .arg(condition.name).arg(condition.percent.size()).arg(kSpectrumLength);
+        if (!Vireo2_SpectrumToLabCh(condition.percent.constData(), illuminant, 0, condition.lch.data())
+            || !Vireo2_SpectrumToXYZ(condition.percent.constData(), illuminant, condition.xyz.data()))
+            return QStringLiteral("no colour values for illuminant index %1").arg(illuminant);
+    }
     return QString();
+}
+
+const ConditionReading* Measurement::condition(const QString& name) const
+{
+    for (const auto& c : conditions) {
+        if (c.name == name)
+            return &c;
+    }
+    return nullptr;
+}
+
+std::array<double, 3> ConditionReading::yxy() const
+{
+    const double sum = xyz[0] + xyz[1] + xyz[2];
+    if (sum <= 0.0)
+        return {xyz[1], 0.0, 0.0};
+    return {xyz[1], xyz[0] / sum, xyz[1] / sum};
 }
 
 } // namespace vireo2::cli

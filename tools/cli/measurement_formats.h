@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QString>
 
 #include "measurement.h"
@@ -14,6 +15,7 @@ QString measurementTable(const Measurement& measurement);
 // For programs: one JSON object with the instrument, the illuminant and every
 // condition's wavelengths, values, lab and lch.
 QByteArray measurementJson(const Measurement& measurement);
+QJsonObject measurementObject(const Measurement& measurement);
 
 // For spreadsheets: a header row, then one row per wavelength.
 QString measurementCsv(const Measurement& measurement);

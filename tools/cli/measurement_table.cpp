@@ -51,15 +51,31 @@ QString colourSection(const Measurement& m)
             cells << number(condition.lch[size_t(k)], 2);
         out += row(QString::fromLatin1(labels[k]), cells);
     }
+    out += QStringLiteral("\nCIE XYZ and Yxy\n") + header(m, QString());
+    const char* const xyzLabels[] = {"X", "Y", "Z"};
+    for (int k = 0; k < 3; ++k) {
+        QStringList cells;
+        for (const auto& condition : m.conditions)
+            cells << number(condition.xyz[size_t(k)], 2);
+        out += row(QString::fromLatin1(xyzLabels[k]), cells);
+    }
+    const char* const chromaticityLabels[] = {"x", "y"};
+    for (int k = 0; k < 2; ++k) {
+        QStringList cells;
+        for (const auto& condition : m.conditions)
+            cells << number(condition.yxy()[size_t(k + 1)], 4);
+        out += row(QString::fromLatin1(chromaticityLabels[k]), cells);
+    }
     return out;
 }
 } // namespace
 
 QString measurementTable(const Measurement& m)
 {
-    const QString title = QStringLiteral("%1 %2, %3 measurement conditions\n\n")
-                              .arg(m.instrument.model, m.instrument.serial)
-                              .arg(m.conditions.size());
+    const QString source = m.instrument.model.isEmpty() && m.instrument.serial.isEmpty()
+                               ? QStringLiteral("Saved reading")
+                               : QStringLiteral("%1 %2").arg(m.instrument.model, m.instrument.serial);
+    const QString title = QStringLiteral("%1, %2 measurement conditions\n\n").arg(source).arg(m.conditions.size());
     return title + spectraSection(m) + QLatin1Char('\n') + colourSection(m);
 }
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "illuminant.h"
+#include "srgb_colour.h"
 
 namespace vireo2::cli {
 
@@ -132,12 +133,13 @@ private:
     void writeHeadings()
     {
         text(kPlotLeft, 34, titleText(), {{"font-size", "20"}, {"font-weight", "bold"}, {"fill", "#222222"}});
-        text(kPlotLeft, 56,
-             QStringLiteral("%1 measurement conditions, 400-700 nm in 10 nm steps; "
-                            "CIE L*a*b* under %2")
-                 .arg(m_.conditions.size())
-                 .arg(illuminant::displayName(m_.illuminant)),
-             {{"font-size", "13"}, {"fill", "#555555"}});
+        QString subtitle = QStringLiteral("%1 measurement conditions, 400-700 nm in 10 nm steps; "
+                                          "CIE L*a*b* under %2")
+                               .arg(m_.conditions.size())
+                               .arg(illuminant::displayName(m_.illuminant));
+        if (m_.taken.isValid())
+            subtitle += QStringLiteral("; measured %1").arg(m_.taken.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
+        text(kPlotLeft, 56, subtitle, {{"font-size", "13"}, {"fill", "#555555"}});
     }
 
     void writeGrid()
@@ -240,6 +242,10 @@ private:
         marker(style, kLegendLeft + 17, top + 6);
         text(kLegendLeft + 44, top + 11, condition.name,
              {{"font-size", "15"}, {"font-weight", "bold"}, {"fill", style.colour}});
+        // The condition's colour as sRGB under D65, framed so a white shows.
+        element("rect", {{"class", "swatch"}, {"x", n(kLegendLeft + 132)}, {"y", n(top - 4)}, {"width", "40"},
+                         {"height", "30"}, {"rx", "3"}, {"fill", srgbHexOfSpectrum(condition.percent)},
+                         {"stroke", "#777777"}, {"stroke-width", "0.8"}});
         // Colour values in two columns: L*; a*, b*; C*, h.
         const auto& v = condition.lch;
         const QString cells[3][2] = {{QStringLiteral("L* %1").arg(n(v[0])), QString()},

@@ -34,8 +34,8 @@ QString optionTable(const QList<QCommandLineOption>& options)
 const QList<Subcommand>& subcommands()
 {
     static const QList<Subcommand> list = {simCommand(),      statusCommand(),   calibrateCommand(),
-                                           measureCommand(),  execCommand(),     settingsCommand(),
-                                           logCommand()};
+                                           measureCommand(),  convertCommand(),  execCommand(),
+                                           settingsCommand(), logCommand()};
     return list;
 }
 

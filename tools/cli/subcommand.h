@@ -44,6 +44,7 @@ Subcommand simCommand();
 Subcommand statusCommand();
 Subcommand calibrateCommand();
 Subcommand measureCommand();
+Subcommand convertCommand();
 Subcommand execCommand();
 Subcommand settingsCommand();
 Subcommand logCommand();

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QString>
+#include <QVector>
+
+namespace vireo2::cli {
+
+// The colour of a reflectance spectrum (percent) as an sRGB hex text
+// ("#a1b2c3") for swatches: CIE XYZ under D65/2 (sRGB's own white), the
+// sRGB matrix and transfer curve, out-of-gamut values clipped.
+QString srgbHexOfSpectrum(const QVector<double>& percent);
+
+} // namespace vireo2::cli
