@@ -82,4 +82,17 @@ QString libraryDirectory()
     return file.left(file.lastIndexOf(QLatin1Char('/')));
 }
 
+QStringList machineSettingsFiles()
+{
+    const QString name = QStringLiteral("/Hueron/spectro.ini");
+    QStringList files{libraryDirectory() + QStringLiteral("/spectro.ini")};
+    for (const QString& folder : QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation))
+        files << folder + name;
+#if !defined(_WIN32)
+    files << QStringLiteral("/etc") + name;
+#endif
+    files.removeDuplicates();
+    return files;
+}
+
 } // namespace vireo2::paths

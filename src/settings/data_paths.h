@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 namespace vireo2 {
 
@@ -24,6 +25,13 @@ QString resolveDataPath(const QString& value, const QString& fallback);
 
 // Directory of the loaded library module, ending without "/".
 QString libraryDirectory();
+
+// The "spectro.ini" files that may name machine-wide options such as the USB
+// vendor identifier, most specific first: beside the library, then the
+// user's configuration folder (~/.config/Hueron/), then the system's
+// (/etc/xdg/Hueron/, /etc/Hueron/), so a package need not write beside the
+// installed library.
+QStringList machineSettingsFiles();
 
 } // namespace paths
 } // namespace vireo2

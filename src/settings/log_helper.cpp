@@ -8,6 +8,7 @@
 #include <atomic>
 
 #include "settings/data_paths.h"
+#include "settings/log_category.h"
 #include "settings/settings_store.h"
 
 namespace vireo2 {
@@ -56,8 +57,10 @@ void LogHelper::LoadOptions()
     logPath_ = paths::resolveDataPath(ini.value(QStringLiteral("Data/Path"), logPath_).toString(), logPath_);
     QDir().mkpath(logPath_);
     logPath_ += QStringLiteral("spectro.log");
-    if (debug_)
+    if (debug_) {
         gSizeLimit = kDebugSizeLimit;
+        enableLibraryDebugMessages();
+    }
 }
 
 QString LogHelper::timestamp()

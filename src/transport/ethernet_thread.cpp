@@ -9,6 +9,7 @@
 #include <chrono>
 #include <climits>
 
+#include "settings/log_category.h"
 #include "transport/ethernet_transport.h"
 #include "transport/idle_event_dispatcher.h"
 
@@ -218,7 +219,7 @@ void EthernetThread::submit(Request request)
 // connection ends. The loop then clears the owner's connected flag.
 void EthernetThread::clientDisconnected()
 {
-    qDebug() << "Device Disconnected - PORT DISCONNECT!!.";
+    qCDebug(libraryLog) << "Device Disconnected - PORT DISCONNECT!!.";
     QMutexLocker lock(&mutex_);
     peerClosed_ = true;
     requestReady_.wakeOne();

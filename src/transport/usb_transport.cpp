@@ -1,11 +1,13 @@
 #include "transport/usb_transport.h"
 
 #include <QList>
+#include <QFileInfo>
 #include <QSettings>
 #include <QThread>
 #include <cerrno>
 #include <cstring>
 #include <libusb.h>
+#include <optional>
 
 #include "settings/data_paths.h"
 #include "transport/bcp_packet.h"
@@ -45,8 +47,7 @@ USB::USB()
 {
     libusbReady_ = libusb_init(nullptr) == 0;
     packetMode_ = true;
-    defaultVendorId_ = vendorIdSetting(paths::libraryDirectory() + QStringLiteral("/spectro.ini"),
-                                       kPlaceholderVendorId);
+    defaultVendorId_ = vendorIdSetting(paths::machineSettingsFiles(), kPlaceholderVendorId);
 }
 
 USB::~USB()
@@ -55,7 +56,10 @@ USB::~USB()
         ClosePort();
 }
 
-quint16 USB::vendorIdSetting(const QString& iniFile, quint16 fallback)
+namespace {
+// "Options/UsbVendorId" of one INI file, when it holds a 16-bit hexadecimal
+// number ("1A2B" or "0x1A2B").
+std::optional<quint16> readVendorId(const QString& iniFile)
 {
     const QSettings ini(iniFile, QSettings::IniFormat);
     QString text = ini.value(QStringLiteral("Options/UsbVendorId")).toString().trimmed();
@@ -63,7 +67,26 @@ quint16 USB::vendorIdSetting(const QString& iniFile, quint16 fallback)
         text = text.mid(2);
     bool ok = false;
     const uint value = text.toUInt(&ok, 16);
-    return ok && value <= 0xFFFF ? quint16(value) : fallback;
+    if (!ok || value > 0xFFFF)
+        return std::nullopt;
+    return quint16(value);
+}
+} // namespace
+
+quint16 USB::vendorIdSetting(const QString& iniFile, quint16 fallback)
+{
+    return readVendorId(iniFile).value_or(fallback);
+}
+
+quint16 USB::vendorIdSetting(const QStringList& iniFiles, quint16 fallback)
+{
+    for (const QString& file : iniFiles) {
+        if (!QFileInfo::exists(file))
+            continue;
+        if (const auto vendor = readVendorId(file))
+            return *vendor;
+    }
+    return fallback;
 }
 
 bool USB::IsConnected()

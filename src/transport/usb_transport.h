@@ -26,7 +26,8 @@ public:
 
     // Vendor identifier used when the address names only the product. This
     // is a neutral placeholder: the instrument maker's identifier is set with
-    // the hexadecimal key "Options/UsbVendorId" of "spectro.ini".
+    // the hexadecimal key "Options/UsbVendorId" of a "spectro.ini", the first
+    // of paths::machineSettingsFiles() that has a valid one.
     static constexpr quint16 kPlaceholderVendorId = 0x0000;
 
     USB();
@@ -48,6 +49,8 @@ public:
     // "Options/UsbVendorId" of the INI file `iniFile` ("1A2B" or "0x1A2B");
     // `fallback` when it is absent or not a 16-bit hexadecimal number.
     static quint16 vendorIdSetting(const QString& iniFile, quint16 fallback);
+    // The first valid "Options/UsbVendorId" of `iniFiles`, else `fallback`.
+    static quint16 vendorIdSetting(const QStringList& iniFiles, quint16 fallback);
 
 private:
     libusb_device_handle* handle_ = nullptr;

@@ -3,6 +3,7 @@
 #include <QRegularExpression>
 
 #include "cli_fixture.h"
+#include "test_environment.h"
 
 namespace vireo2::test {
 namespace {
@@ -25,6 +26,20 @@ TEST_F(CliTest, MinimalHostCalibratesMeasuresAndPrintsEveryCondition)
     for (int i = 0; i < 8; ++i)
         firstRow += QString::asprintf(" %5.1f", expected.at(i));
     EXPECT_TRUE(result.out.contains(firstRow)) << firstRow.toStdString();
+    // The library's own Qt debug messages stay quiet in a host that did not
+    // ask for them, even through Qt's default message handler.
+    EXPECT_EQ(result.err, QString());
+}
+
+// With "Options/Debug=1" the library's debug messages reach the host's
+// (here Qt's default) message handler.
+TEST_F(CliTest, MinimalHostShowsTheLibrarysDebugMessagesWhenDebugIsOn)
+{
+    control(QStringLiteral("calibration valid"));
+    TestEnvironment::writeIni(workDirectory(), {{QStringLiteral("Options/Debug"), QStringLiteral("1")}});
+    const ProgramResult result = runProgram(kMinimalHost, {simAddress()});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QStringLiteral("Device Disconnected - PORT DISCONNECT!!."))) << result.err.toStdString();
 }
 
 TEST_F(CliTest, MinimalHostReportsAFailedConnection)

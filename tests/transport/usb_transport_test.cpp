@@ -8,12 +8,14 @@
 #include <QSettings>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QStandardPaths>
 #include <cerrno>
 #include <libusb.h>
 
 #include "echo_instrument.h"
 #include "fake_libusb.h"
 #include "transport/bcp_packet.h"
+#include "settings/data_paths.h"
 #include "transport/usb_transport.h"
 
 using vireo2::USB;
@@ -225,6 +227,37 @@ TEST(UsbVendorSetting, ReadsHexadecimalKeyOrKeepsFallback)
         QSettings(file, QSettings::IniFormat).setValue(QStringLiteral("Options/UsbVendorId"), QString::fromUtf8(text));
         EXPECT_EQ(USB::vendorIdSetting(file, 0xBEEF), vendor) << text;
     }
+}
+
+// The first file with a valid value wins, so a value beside the library
+// overrides the user's, and the user's the system's; a file without the key
+// or with a bad value is passed over.
+TEST(UsbVendorSetting, SearchesTheSettingsFilesInOrder)
+{
+    QTemporaryDir dir;
+    const QStringList files{dir.filePath(QStringLiteral("beside.ini")), dir.filePath(QStringLiteral("user.ini")),
+                            dir.filePath(QStringLiteral("system.ini"))};
+    const auto set = [](const QString& file, const char* text) {
+        QSettings(file, QSettings::IniFormat).setValue(QStringLiteral("Options/UsbVendorId"), QString::fromUtf8(text));
+    };
+    EXPECT_EQ(USB::vendorIdSetting(files, 0xBEEF), 0xBEEF);
+    set(files[2], "0C2E");
+    EXPECT_EQ(USB::vendorIdSetting(files, 0xBEEF), 0x0C2E);
+    set(files[1], "not hex");
+    EXPECT_EQ(USB::vendorIdSetting(files, 0xBEEF), 0x0C2E);
+    set(files[1], "1a2b");
+    EXPECT_EQ(USB::vendorIdSetting(files, 0xBEEF), 0x1A2B);
+    set(files[0], "0x0000");
+    EXPECT_EQ(USB::vendorIdSetting(files, 0xBEEF), 0x0000);
+
+    // The user's configuration folder and /etc are among the places searched,
+    // after the library's own folder.
+    const QStringList searched = vireo2::paths::machineSettingsFiles();
+    ASSERT_GE(searched.size(), 3);
+    EXPECT_TRUE(searched.first().endsWith(QStringLiteral("/spectro.ini")));
+    EXPECT_TRUE(searched.contains(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
+                                  + QStringLiteral("/Hueron/spectro.ini")));
+    EXPECT_EQ(searched.last(), QStringLiteral("/etc/Hueron/spectro.ini"));
 }
 
 } // namespace

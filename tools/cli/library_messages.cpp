@@ -1,5 +1,6 @@
 #include "library_messages.h"
 
+#include <QLoggingCategory>
 #include <QString>
 #include <QtGlobal>
 #include <atomic>
@@ -22,6 +23,10 @@ void handleMessage(QtMsgType type, const QMessageLogContext&, const QString& mes
 void filterLibraryMessages(bool verbose)
 {
     gVerbose = verbose;
+    // The library's debug messages are off unless asked for; --verbose asks
+    // through Qt's own filter rules.
+    if (verbose)
+        QLoggingCategory::setFilterRules(QStringLiteral("vireo2.debug=true"));
     qInstallMessageHandler(handleMessage);
 }
 
