@@ -22,6 +22,8 @@ if [ ${#missing[@]} -gt 0 ]; then
 fi
 
 build_dir="${VIREO2_BUILD_DIR:-build}"
-cmake -S . -B "$build_dir" -G Ninja "$@" >/dev/null
+# Tests and benchmarks are off in a plain configure; the project's own
+# builds want them (later arguments override, e.g. -DVIREO2_BUILD_BENCH=OFF).
+cmake -S . -B "$build_dir" -G Ninja -DVIREO2_BUILD_TESTS=ON -DVIREO2_BUILD_BENCH=ON "$@" >/dev/null
 cmake --build "$build_dir" -j"$(nproc)" ${VIREO2_TARGETS:+--target $VIREO2_TARGETS}
 echo "Built: $build_dir/lib/libVireo2.so, $build_dir/bin/"

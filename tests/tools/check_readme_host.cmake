@@ -1,0 +1,31 @@
+# Builds the README's example host with the README's own build line, from the
+# source folder as the README says, and checks that the program finds the
+# library through its rpath (no LD_LIBRARY_PATH).
+#   cmake -DSOURCE=<source dir> -DBUILD=<build dir> -DWORK=<scratch dir> -P check_readme_host.cmake
+file(READ ${SOURCE}/README.md readme)
+string(REGEX MATCH "```c\n([^`]*)```" block "${readme}")
+set(code "${CMAKE_MATCH_1}")
+string(REGEX MATCH "Build it with `(cc host\\.c[^`]*)`" line "${readme}")
+set(command "${CMAKE_MATCH_1}")
+if(NOT code OR NOT command)
+  message(FATAL_ERROR "the README has no C host or no build line")
+endif()
+file(REMOVE_RECURSE ${WORK})
+file(MAKE_DIRECTORY ${WORK})
+file(WRITE ${WORK}/host.c "${code}")
+# The README's line runs in the source folder; build/ there is this build.
+string(REPLACE "host.c" "${WORK}/host.c" command "${command}")
+string(REPLACE "build/lib" "${BUILD}/lib" command "${command}")
+string(REPLACE "\"$PWD/" "\"" command "${command}")
+string(REPLACE "-Iinclude" "-I${SOURCE}/include" command "${command}")
+separate_arguments(arguments UNIX_COMMAND "${command} -o ${WORK}/host")
+execute_process(COMMAND ${arguments} WORKING_DIRECTORY ${WORK} RESULT_VARIABLE rc ERROR_VARIABLE err)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "the README's build line failed: ${command}\n${err}")
+endif()
+unset(ENV{LD_LIBRARY_PATH})
+execute_process(COMMAND ldd ${WORK}/host OUTPUT_VARIABLE libraries)
+if(NOT libraries MATCHES "libVireo2\\.so[.0-9]* => ${BUILD}/lib/")
+  message(FATAL_ERROR "the README's host does not find the library by itself:\n${libraries}")
+endif()
+message(STATUS "README host built and finds ${BUILD}/lib")
