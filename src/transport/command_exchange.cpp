@@ -37,7 +37,8 @@ bool CTransport::exchange(const char* command, QByteArray& response, int timeout
     timer.start();
     if (length == 0)
         length = int(std::strlen(command));
-    lastCommand_ = QString::fromUtf8(command, length);
+    const QString commandText = QString::fromUtf8(command, length);
+    setLastCommand(commandText);
 
     auto finish = [&] {
         lastExchangeTime_ = quint32(timer.elapsed());
@@ -52,11 +53,18 @@ bool CTransport::exchange(const char* command, QByteArray& response, int timeout
     if (!dialect.inProgress(response, packetMode, &delayMs, &waitMs))
         return finish();
 
-    const QByteArray poll = pollCommand(lastCommand_, dialect.pollSuffix);
+    const QByteArray poll = pollCommand(commandText, dialect.pollSuffix);
     delayMs = qBound(0, delayMs, kMaxPollDelayMs);
     qint64 receiveTimeoutMs = qBound(1, waitMs, kMaxPollWaitMs);
+    const qint64 deadlineMs = timer.elapsed() + inProgressDeadlineMs(delayMs, qint32(receiveTimeoutMs));
     qint32 status = 5;
     while (status == 5) {
+        if (timer.elapsed() + delayMs > deadlineMs) {
+            SetError(0x5005, QStringLiteral("Receive: TIMEOUT - %1 still in progress after %2 ms")
+                                 .arg(commandText.section(QLatin1Char(' '), 0, 0))
+                                 .arg(timer.elapsed()));
+            return false;
+        }
         QThread::msleep(ulong(delayMs));
         if (!transfer(poll.constData(), poll.size(), response, int(receiveTimeoutMs), packetMode))
             return false;

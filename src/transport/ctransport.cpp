@@ -17,12 +17,38 @@ void CTransport::Noop() {}
 
 qint32 CTransport::GetErrorCode()
 {
+    QMutexLocker lock(&fieldsMutex_);
     return errorCode_;
 }
 
 QString CTransport::GetErrorMessage()
 {
+    QMutexLocker lock(&fieldsMutex_);
     return errorMessage_;
+}
+
+void CTransport::storeError(qint32 code, const QString& message)
+{
+    QMutexLocker lock(&fieldsMutex_);
+    errorCode_ = code;
+    errorMessage_ = message;
+}
+
+QString CTransport::lastCommand() const
+{
+    QMutexLocker lock(&fieldsMutex_);
+    return lastCommand_;
+}
+
+void CTransport::setLastCommand(const QString& command)
+{
+    QMutexLocker lock(&fieldsMutex_);
+    lastCommand_ = command;
+}
+
+qint64 CTransport::inProgressDeadlineMs(qint32 delayMs, qint32 waitMs)
+{
+    return qMax(kInProgressFloorMs, 2 * qint64(qMax(waitMs, 0)) + qint64(qMax(delayMs, 0)));
 }
 
 } // namespace vireo2

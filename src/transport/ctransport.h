@@ -1,8 +1,10 @@
 #pragma once
 
 #include <QByteArray>
+#include <QMutex>
 #include <QObject>
 #include <QString>
+#include <atomic>
 
 namespace vireo2 {
 
@@ -45,8 +47,15 @@ public:
         const char* pollSuffix;
     };
 
-    QString lastCommand() const { return lastCommand_; }
-    quint32 lastExchangeTime() const { return lastExchangeTime_; }
+    QString lastCommand() const;
+    quint32 lastExchangeTime() const { return lastExchangeTime_.load(); }
+
+    // Overall bound of an exchange's "in progress" polling: twice the wait
+    // the instrument announced in its first reply plus its delay, and never
+    // less than this floor, so an instrument that answers every poll with
+    // status 5 cannot hold the caller (and the operation lock) for ever.
+    static constexpr qint64 kInProgressFloorMs = 30000;
+    static qint64 inProgressDeadlineMs(qint32 delayMs, qint32 waitMs);
 
 protected:
     // The command/reply exchange shared by both transports: send, receive and,
@@ -59,13 +68,22 @@ protected:
     // one go; this default calls them in turn.
     virtual bool transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode);
 
+    // Stores the error pair; several host threads may fail at once (one
+    // exchange refused as busy while another fails), so the pair is written
+    // and read under a mutex.
+    void storeError(qint32 code, const QString& message);
+    void setLastCommand(const QString& command);
+
     bool basePacketMode_ = false;
+    QString unusedText_;
+    std::atomic<quint32> lastExchangeTime_{0};
+    bool packetMode_ = true;
+
+private:
+    mutable QMutex fieldsMutex_;
     qint32 errorCode_ = 0;
     QString errorMessage_;
     QString lastCommand_;
-    QString unusedText_;
-    quint32 lastExchangeTime_ = 0;
-    bool packetMode_ = true;
 };
 
 } // namespace vireo2

@@ -201,8 +201,20 @@ void EthernetThread::submit(Request request)
 {
     {
         QMutexLocker lock(&mutex_);
-        if (!running_)
+        if (!running_) {
+            // A worker that has stopped serves nothing: the request fails
+            // rather than reporting an earlier request's outcome.
+            result_ = false;
+            readRan_ = false;
+            readCount_ = 0;
+            assembler_.buffer().clear();
+            lock.unlock();
+            if (request == Request::Read)
+                owner_->SetError(0x5004, QStringLiteral("FAILED Receive: NOT Connected"));
+            else if (request != Request::Disconnect && request != Request::Quit)
+                owner_->SetError(0x5001, QStringLiteral("FAILED Send: NOT Connected"));
             return;
+        }
         done_ = false;
         request_ = request;
     }

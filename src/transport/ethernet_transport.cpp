@@ -51,12 +51,20 @@ bool CEthernet::exchangeInProgress()
     return exchangeBusy.load();
 }
 
-void CEthernet::ensureThread()
+std::shared_ptr<EthernetThread> CEthernet::ensureThread()
 {
-    if (thread_)
-        return;
-    thread_ = new EthernetThread(this);
-    thread_->startAndWait();
+    QMutexLocker lock(&threadMutex_);
+    if (!thread_) {
+        thread_ = std::make_shared<EthernetThread>(this);
+        thread_->startAndWait();
+    }
+    return thread_;
+}
+
+std::shared_ptr<EthernetThread> CEthernet::currentThread() const
+{
+    QMutexLocker lock(&threadMutex_);
+    return thread_;
 }
 
 bool CEthernet::IsConnected()
@@ -66,26 +74,32 @@ bool CEthernet::IsConnected()
 
 bool CEthernet::OpenPort(const QByteArray& address)
 {
-    ensureThread();
-    return thread_->connectTo(QString::fromUtf8(address));
+    return ensureThread()->connectTo(QString::fromUtf8(address));
 }
 
+// Only the first of several threads closing at once finds the worker; the
+// others return at once. The worker is stopped here and destroyed when its
+// last user lets go of it.
 void CEthernet::ClosePort()
 {
-    if (!thread_)
+    std::shared_ptr<EthernetThread> thread;
+    {
+        QMutexLocker lock(&threadMutex_);
+        thread.swap(thread_);
+    }
+    if (!thread)
         return;
-    thread_->disconnectAndClose();
-    thread_->quitAndWait();
-    delete thread_;
-    thread_ = nullptr;
     connected_.store(false);
+    thread->disconnectAndClose();
+    thread->quitAndWait();
 }
 
 bool CEthernet::SendRaw(const char* bytes, int length)
 {
-    if (!IsConnected())
+    const auto thread = currentThread();
+    if (!IsConnected() || !thread)
         return false;
-    return thread_->write(bytes, measuredLength(bytes, length));
+    return thread->write(bytes, measuredLength(bytes, length));
 }
 
 bool CEthernet::Send(const char* bytes, int length)
@@ -105,12 +119,13 @@ bool CEthernet::Send(const char* bytes, int length)
 int CEthernet::Receive(QByteArray& output, int timeoutMs)
 {
     output.clear();
-    if (!IsConnected()) {
+    const auto thread = currentThread();
+    if (!IsConnected() || !thread) {
         SetError(0x5004, QStringLiteral("FAILED Receive: NOT Connected"));
         return 0;
     }
-    const int count = thread_->read(output, timeoutMs, packetMode_);
-    return thread_->result() ? qMax(count, 1) : 0;
+    const int count = thread->read(output, timeoutMs, packetMode_);
+    return thread->result() ? qMax(count, 1) : 0;
 }
 
 bool CEthernet::RecvPacket(QByteArray& output, int timeoutMs)
@@ -138,14 +153,15 @@ bool CEthernet::unwrapPacket(QByteArray& output)
 // the worker thread is handed the pair at once.
 bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode)
 {
-    if (!IsConnected()) {
+    const auto thread = currentThread();
+    if (!IsConnected() || !thread) {
         if (packetMode)
             SetError(0x5001, QStringLiteral("FAILED Send: NOT Connected"));
         return false;
     }
     const int size = measuredLength(bytes, length);
     const QByteArray packet = packetMode ? bcp::frame(bytes, size) : QByteArray::fromRawData(bytes, size);
-    switch (thread_->writeThenRead(packet.constData(), packet.size(), response, timeoutMs, packetMode_)) {
+    switch (thread->writeThenRead(packet.constData(), packet.size(), response, timeoutMs, packetMode_)) {
     case EthernetThread::Transfer::WriteFailed:
         return false;
     case EthernetThread::Transfer::NotConnectedToRead:
@@ -177,8 +193,7 @@ void CEthernet::SetPacketMode(bool on)
 
 void CEthernet::SetError(qint32 code, const QString& message)
 {
-    errorCode_ = code;
-    errorMessage_ = message.isEmpty() ? QString::asprintf("OS ERROR CODE %04X", quint32(code)) : message;
+    storeError(code, message.isEmpty() ? QString::asprintf("OS ERROR CODE %04X", quint32(code)) : message);
 }
 
 } // namespace vireo2

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QMutex>
 #include <atomic>
+#include <memory>
 
 #include "transport/ctransport.h"
 
@@ -41,11 +43,18 @@ protected:
     bool transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode) override;
 
 private:
-    void ensureThread();
+    // The worker, created when missing. Operations hold their own reference
+    // for as long as they use it: a thread that closes the port (after its
+    // own failure, or Disconnect) while another is inside an exchange takes
+    // the worker away from later callers but never destroys it under the
+    // running one, which then fails with an error instead.
+    std::shared_ptr<EthernetThread> ensureThread();
+    std::shared_ptr<EthernetThread> currentThread() const;
     // Validates and unwraps the BCP packet in `output` (RecvPacket's checks).
     bool unwrapPacket(QByteArray& output);
 
-    EthernetThread* thread_ = nullptr;
+    mutable QMutex threadMutex_;
+    std::shared_ptr<EthernetThread> thread_;
     std::atomic<bool> connected_{false};
 };
 

@@ -220,8 +220,7 @@ bool USB::SendReceive(const char* command, QByteArray& response, int timeoutMs, 
 
 void USB::SetError(qint32 code, const QString& message)
 {
-    errorCode_ = code;
-    errorMessage_ = message;
+    storeError(code, message);
 }
 
 } // namespace vireo2

@@ -1,5 +1,6 @@
 // The command exchange seen through SendCommand and the operations that use
 // it: statuses, error records, transport failures and re-entry.
+#include <QElapsedTimer>
 #include <thread>
 
 #include "instrument_fixture.h"
@@ -128,6 +129,27 @@ TEST_F(ExchangeTest, SecondExchangeDuringALongOneIsRefusedWithoutDisturbingIt)
     EXPECT_EQ(count("CalBlack"), 0);
     EXPECT_TRUE(IsConnected());
     EXPECT_TRUE(BlackCal());
+}
+
+// An instrument that answers every "done?" with status 5 is given up after
+// the overall deadline (twice its announced wait, at least 30 s), with a
+// timeout error; the lock is free again at once.
+TEST_F(ExchangeTest, EndlessInProgressPollingEndsAtItsDeadline)
+{
+    sim_.faults().add(Fault::on("slowop").withProgress(100, 1000, 1000000));
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_STREQ(SendCommand("slowop now", 1000), "");
+    const qint64 elapsed = timer.elapsed();
+    EXPECT_GE(elapsed, 29000);
+    EXPECT_LT(elapsed, 45000);
+    EXPECT_EQ(GetLastErrorCode(), 0x5005);
+    EXPECT_TRUE(QString::fromUtf8(GetLastErrorString()).startsWith("Receive: TIMEOUT - slowop still in progress after "))
+        << GetLastErrorString();
+    EXPECT_GT(count("slowop done?"), 100);
+    timer.restart();
+    SendCommand("SerialNum Get Cal", 0); // takes the lock; the port may be closed, but it answers at once
+    EXPECT_LT(timer.elapsed(), 2000);
 }
 
 } // namespace
