@@ -12,6 +12,8 @@ Vireo2::Vireo2()
       commandIds_(commandMap())
 {
     wavelengthCount_ = 31;
+    if (!settings_.dataPathProblem.isEmpty())
+        log_->WriteLine(settings_.dataPathProblem);
 }
 
 Vireo2::~Vireo2()

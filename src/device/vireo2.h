@@ -97,6 +97,9 @@ protected:
     bool Identify();
     // Closes the open transport, keeping the transport object.
     void ClosePort();
+    // Syncs a settings store; false (error 20512 recorded) when it did not
+    // reach the disk.
+    bool settingsReachedDisk(SettingsStore& store);
     // Destroys the transport objects (Disconnect).
     void releaseTransports();
     // The instrument's address on its USB network link.

@@ -9,6 +9,9 @@ namespace vireo2 {
 namespace {
 
 constexpr qint32 kInvalidSetting = 0x500F;
+// A settings file that could not be written (the data directory is read-only
+// or gone): the next code after the library's own table.
+constexpr qint32 kSettingsNotWritten = 0x5020;
 constexpr qint32 kLockFailed = 0x5011;
 constexpr qint32 kInvalidArgument = 0x5017;
 constexpr int kProfileTimeoutMs = 3000;
@@ -148,7 +151,7 @@ bool Vireo2::SetOption(const QString& name, const QString& value)
     SettingsStore& store = *settings_.device;
     if (name == kConnectionShortcut) {
         store.with([&](QSettings& s) { s.setValue(QStringLiteral("Connection_Method"), value); });
-        return true;
+        return settingsReachedDisk(store);
     }
 
     auto invalidOption = [this] {
@@ -198,8 +201,20 @@ bool Vireo2::SetOption(const QString& name, const QString& value)
         result = invalidOption();
         break;
     }
-    store.with([](QSettings& s) { s.sync(); });
-    return result;
+    return settingsReachedDisk(store) && result;
+}
+
+// Writes the store out and tells whether that worked; a store that cannot be
+// written (a read-only or vanished data directory) records 20512.
+bool Vireo2::settingsReachedDisk(SettingsStore& store)
+{
+    const bool written = store.with([](QSettings& s) {
+        s.sync();
+        return s.status() == QSettings::NoError;
+    });
+    if (!written)
+        log_->LogErrorOnly(kSettingsNotWritten, QStringLiteral("FAILED setSettingOption: Unable to write %1").arg(store.fileName()));
+    return written;
 }
 
 QString Vireo2::GetConfiguration()

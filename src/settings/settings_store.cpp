@@ -1,6 +1,7 @@
 #include "settings/settings_store.h"
 
 #include <QDir>
+#include <QFileInfo>
 
 #include "settings/data_paths.h"
 
@@ -33,8 +34,17 @@ DeviceSettings DeviceSettings::load(const QString& modelName)
 
     const QString fallback = paths::defaultDataDirectory();
     QSettings global(s.globalFile, QSettings::IniFormat);
-    s.dataDirectory = paths::resolveDataPath(global.value(QStringLiteral("Data/Path"), fallback).toString(), fallback);
-    QDir().mkpath(s.dataDirectory);
+    const QVariant configured = global.value(QStringLiteral("Data/Path"));
+    s.dataDirectory = paths::resolveDataPath(configured.toString(), fallback);
+    if (configured.type() == QVariant::StringList) {
+        // Qt reads a value with a comma as a list: the text is not a path.
+        s.dataPathProblem = QStringLiteral("Data/Path \"%1\" in %2 is read as a list (it holds a comma); using %3")
+                                .arg(configured.toStringList().join(QLatin1Char(',')), s.globalFile, fallback);
+    } else if (!QDir().mkpath(s.dataDirectory) || !QFileInfo(s.dataDirectory).isWritable()) {
+        s.dataPathProblem = QStringLiteral("Data/Path \"%1\" in %2 cannot be used as a directory (%3); using %4")
+                                .arg(configured.toString(), s.globalFile, s.dataDirectory, fallback);
+        s.dataDirectory = fallback;
+    }
     // The wireless configurations always live in the default directory.
     QDir().mkpath(fallback);
 

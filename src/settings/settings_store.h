@@ -37,6 +37,10 @@ struct DeviceSettings {
     std::shared_ptr<SettingsStore> device;         // "<data>Vireo2.ini"
     std::shared_ptr<SettingsStore> wirelessConfigs; // "<root>Hueron/Vireo2WifiConfigs.ini"
     std::shared_ptr<SettingsStore> compatibility;  // "<data>Vireo2Compatibility.ini"
+    // Why a configured "Data/Path" could not be used and the default was
+    // taken instead; empty when nothing was wrong. The device writes it to
+    // the log once.
+    QString dataPathProblem;
 
     // Reads spectro.ini beside the library, resolves and creates the data
     // directories and opens the three stores for `modelName`.
