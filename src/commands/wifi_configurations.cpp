@@ -41,13 +41,15 @@ QString addWifiConfiguration(CommandContext& context)
     const QString address = context.line.word(context.line.size() - 1);
     if (!usableName(name))
         return kRefused;
-    return store(context).with([&](QSettings& s) {
+    const QString answer = store(context).with([&](QSettings& s) {
         if (s.contains(keyOf(name)))
             return kRefused;
         s.setValue(keyOf(name), address);
-        s.sync();
         return kDone;
     });
+    if (answer == kDone)
+        store(context).syncSoon();
+    return answer;
 }
 
 QString removeWifiConfiguration(CommandContext& context)
@@ -55,12 +57,12 @@ QString removeWifiConfiguration(CommandContext& context)
     const QString name = context.line.joined(1);
     if (!usableName(name))
         return kRefused;
-    return store(context).with([&](QSettings& s) {
+    const QString answer = store(context).with([&](QSettings& s) {
         s.remove(keyOf(name));
-        const bool stillThere = s.contains(keyOf(name));
-        s.sync();
-        return stillThere ? kRefused : kDone;
+        return s.contains(keyOf(name)) ? kRefused : kDone;
     });
+    store(context).syncSoon();
+    return answer;
 }
 
 QString getWifiAddress(CommandContext& context)

@@ -221,6 +221,8 @@ bool Vireo2::Disconnect()
         releaseTransports();
     }
 
+    // Wireless configurations added in a burst reach the disk now.
+    settings_.wirelessConfigs->flush();
     dataReady_ = false;
     scanDataRead_ = false;
     stateText_ = QStringLiteral("0");

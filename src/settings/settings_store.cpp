@@ -12,6 +12,33 @@ SettingsStore::SettingsStore(const QString& fileName)
 {
 }
 
+SettingsStore::~SettingsStore()
+{
+    flush();
+}
+
+void SettingsStore::syncSoon()
+{
+    QMutexLocker lock(&mutex_);
+    if (sinceSync_.isValid() && sinceSync_.elapsed() < kWriteBehindMs) {
+        pending_ = true;
+        return;
+    }
+    settings_.sync();
+    sinceSync_.start();
+    pending_ = false;
+}
+
+void SettingsStore::flush()
+{
+    QMutexLocker lock(&mutex_);
+    if (!pending_)
+        return;
+    settings_.sync();
+    sinceSync_.start();
+    pending_ = false;
+}
+
 bool isFlagOn(const QString& value)
 {
     return value == QLatin1String("1");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QMutex>
 #include <QSettings>
 #include <QString>
@@ -12,6 +13,18 @@ namespace vireo2 {
 class SettingsStore {
 public:
     explicit SettingsStore(const QString& fileName);
+    ~SettingsStore();
+
+    // A store that grows by many small changes (thousands of wireless
+    // configurations) would rewrite its whole file on every change. This
+    // writes it at once when the last write is at least kWriteBehindMs old,
+    // and otherwise leaves it for the next change, flush() or the store's
+    // end: a burst of changes costs a few rewrites, and a change is on disk
+    // at most that long after the burst ends or the device is disconnected.
+    static constexpr qint64 kWriteBehindMs = 500;
+    void syncSoon();
+    // Writes pending changes now.
+    void flush();
 
     // Runs `f(QSettings&)` with the store locked and returns its result.
     template <typename F>
@@ -27,6 +40,8 @@ private:
     QMutex mutex_;
     QString fileName_;
     QSettings settings_;
+    QElapsedTimer sinceSync_;
+    bool pending_ = false;
 };
 
 // The settings files of one device model, all fixed at construction.

@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QFile>
 #include <QSettings>
 
 #include "execute_fixture.h"
@@ -134,6 +135,23 @@ TEST_F(HousekeepingTest, WifiConfigurationsAreKeptByName)
     QSettings stored(env_.dataDirectory() + QStringLiteral("Vireo2WifiConfigs.ini"), QSettings::IniFormat);
     EXPECT_EQ(stored.value(QStringLiteral("[Configurations]/Office")).toString(), QString("10.0.0.9"));
     EXPECT_TRUE(sent().isEmpty());
+}
+
+// A burst of names is written behind, a few times rather than once per name,
+// and is on disk (the file itself, not this process's cache of it) once the
+// device disconnects.
+TEST_F(HousekeepingTest, ABurstOfWifiConfigurationsReachesTheDiskByDisconnect)
+{
+    for (int i = 0; i < 2000; ++i)
+        ASSERT_EQ(exec(QStringLiteral("addwificonfiguration net%1 10.1.%2.%3").arg(i).arg(i / 250).arg(i % 250)),
+                  QString("CONFIG 0x00"));
+    EXPECT_EQ(exec("getwifiaddress net1999"), QString("10.1.7.249"));
+    Disconnect();
+    QFile file(env_.dataDirectory() + QStringLiteral("Vireo2WifiConfigs.ini"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray text = file.readAll();
+    EXPECT_EQ(text.count('='), 2000);
+    EXPECT_TRUE(text.contains("net1999=10.1.7.249"));
 }
 
 } // namespace
