@@ -9,17 +9,7 @@ cd "$(dirname "$0")/.."
 packages=(build-essential cmake ninja-build pkg-config qtbase5-dev libusb-1.0-0-dev liblcms2-dev
           python3-setuptools python3-pip python3-numpy
           googletest libgtest-dev libbenchmark-dev python3)
-missing=()
-for p in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  echo "Installing: ${missing[*]}"
-  sudo=""
-  [ "$(id -u)" -ne 0 ] && sudo="sudo"
-  $sudo apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}" >/dev/null
-fi
+./scripts/install-packages.sh "${packages[@]}"
 
 build_dir="${VIREO2_BUILD_DIR:-build}"
 # Tests and benchmarks are off in a plain configure; the project's own
