@@ -58,7 +58,10 @@ VIREO2_API const char* GetLastErrorString(void);
 VIREO2_API bool Connect(void);
 /** [locked] Stops polling and closes the link. false while a Connect runs. */
 VIREO2_API bool Disconnect(void);
-/** true while a connection opened by Connect is up. */
+/** true from a successful Connect until Disconnect. After the link failed
+ *  underneath (the library then closes the port), it stays true and every
+ *  call that needs the instrument fails with 20481 "FAILED Send: NOT
+ *  Connected": Disconnect and Connect again (docs/robustness.md). */
 VIREO2_API bool IsConnected(void);
 /** [locked] Instrument serial number ("NA" before the first Connect). With
  *  "serialnum" non-zero in group "[Configuration]" of Vireo2Compatibility.ini
@@ -141,7 +144,9 @@ VIREO2_API const char* GetAvailableSettings(void);
 VIREO2_API const char* GetSettingOptions(const char* name);
 /** Current value of a setting; "" and 20495 if unknown. */
 VIREO2_API const char* GetOption(const char* name);
-/** Stores a setting (flushed at once); false and 20495 for an invalid one. */
+/** Stores a setting (flushed at once); false and 20495 for an invalid one,
+ *  false and 20512 "FAILED setSettingOption: Unable to write PATH" when the
+ *  settings file did not reach the disk. */
 VIREO2_API bool SetOption(const char* name, const char* value);
 /** [locked] Stored configuration code (default "C0.M0.T0.B2.N0"). */
 VIREO2_API const char* GetConfiguration(void);
