@@ -16,15 +16,12 @@ int run(const Invocation& call)
 {
     if (call.arguments.size() != 1)
         return usageError(QStringLiteral("convert takes one reading file"), QStringLiteral("convert"));
-    const QString text = call.parser.isSet(kIlluminant) ? call.parser.value(kIlluminant)
-                                                       : illuminant::name(illuminant::kDefault);
-    const int index = illuminant::parse(text);
+    QString problem;
+    const int index = illuminant::fromOption(call.parser, kIlluminant, &problem);
     if (index < 0)
-        return usageError(QStringLiteral("unknown illuminant '%1'; one of %2")
-                              .arg(text, illuminant::names().join(QStringLiteral(", "))),
-                          QStringLiteral("convert"));
+        return usageError(problem, QStringLiteral("convert"));
     Measurement reading;
-    const QString problem = loadReference(call.arguments.first(), index, &reading);
+    problem = loadReference(call.arguments.first(), index, &reading);
     if (!problem.isEmpty())
         return failure(problem);
     if (call.parser.isSet(kJson))

@@ -44,4 +44,13 @@ int parse(const QString& text)
     return -1;
 }
 
+int fromOption(const QCommandLineParser& parser, const QString& option, QString* problem)
+{
+    const QString text = parser.isSet(option) ? parser.value(option) : name(kDefault);
+    const int index = parse(text);
+    if (index < 0)
+        *problem = QStringLiteral("unknown illuminant '%1'; one of %2").arg(text, names().join(QStringLiteral(", ")));
+    return index;
+}
+
 } // namespace vireo2::cli::illuminant

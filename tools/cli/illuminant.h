@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCommandLineParser>
 #include <QString>
 #include <QStringList>
 
@@ -23,6 +24,10 @@ QStringList names();
 // "D65/10", "d65/10°", "D65" (2° observer) or "D65/2" give the index;
 // -1 when nothing matches.
 int parse(const QString& text);
+
+// The index an option gives (the default D50/2 when the option is not set);
+// -1 with a usage message in `problem` for an unknown name.
+int fromOption(const QCommandLineParser& parser, const QString& option, QString* problem);
 
 } // namespace illuminant
 } // namespace vireo2::cli

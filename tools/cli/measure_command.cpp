@@ -79,11 +79,10 @@ QString parseRunOptions(const QCommandLineParser& p, RunOptions* o)
 {
     if (p.isSet(kJson) && p.isSet(kCsv))
         return QStringLiteral("choose one of --json and --csv");
-    const QString illuminantText = p.isSet(kIlluminant) ? p.value(kIlluminant) : illuminant::name(illuminant::kDefault);
-    o->illuminant = illuminant::parse(illuminantText);
+    QString problem;
+    o->illuminant = illuminant::fromOption(p, kIlluminant, &problem);
     if (o->illuminant < 0)
-        return QStringLiteral("unknown illuminant '%1'; one of %2")
-            .arg(illuminantText, illuminant::names().join(QStringLiteral(", ")));
+        return problem;
     bool ok = true;
     if (p.isSet(kCount))
         o->count = p.value(kCount).toInt(&ok);
