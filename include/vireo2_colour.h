@@ -48,6 +48,13 @@ VIREO2_COLOUR_API int Vireo2_SpectrumToLab(const double spectrum[31], int index,
  *  Lab; an a of exactly 0 is reported as 0.000001 so the hue is defined. */
 VIREO2_COLOUR_API int Vireo2_SpectrumToLabCh(const double spectrum[31], int index, int hunter, double lch[5]);
 
+/** Batch form of Vireo2_SpectrumToLab for many readings (CIE L*a*b* only):
+ *  `spectra` holds `count` percent spectra of 31 values one after the other,
+ *  `lab` receives 3 * count values (L*, a*, b* of spectrum k at 3k). Results
+ *  match Vireo2_SpectrumToLab to within 1e-12. count 0 succeeds and writes
+ *  nothing; a negative count fails. */
+VIREO2_COLOUR_API int Vireo2_SpectraToLab(const double* spectra, int count, int index, double* lab);
+
 /** CIE 1976 L*, a*, b* of X, Y, Z against the white point of index. */
 VIREO2_COLOUR_API int Vireo2_XYZToLab(const double xyz[3], int index, double lab[3]);
 

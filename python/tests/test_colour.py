@@ -29,6 +29,16 @@ class ScaleTest(unittest.TestCase):
         mistaken = vireo2.spectrum_to_lab([0.5] * 31, scale="percent")
         self.assertAlmostEqual(mistaken[0], 4.52, places=2)
 
+    def test_many_spectra_in_one_call(self):
+        spectra = [[50.0] * 31, [10.0 + i for i in range(31)], [0.1] * 31]
+        batch = vireo2.spectra_to_lab(spectra, scale="percent", illuminant="D65/10")
+        for spectrum, lab in zip(spectra, batch):
+            single = vireo2.spectrum_to_lab(spectrum, scale="percent", illuminant="D65/10")
+            for a, b in zip(lab, single):
+                self.assertAlmostEqual(a, b, places=10)
+        as_fractions = vireo2.spectra_to_lab([[0.5] * 31], scale="fraction")
+        self.assertAlmostEqual(as_fractions[0][0], 76.07, places=2)
+
     def test_spectrum_keeps_both_scales(self):
         spectrum = vireo2.Spectrum.from_percent(GREY_PERCENT)
         self.assertEqual(spectrum.fractions[0], 0.5)

@@ -10,7 +10,7 @@ spectrophotometer: connect, calibrate, measure, turn spectra into colour.
 
 from ._library import library, load
 from .colour import (Spectrum, WAVELENGTHS, delta_e, illuminant_index, illuminant_names, lab_to_lch,
-                     spectrum_to_lab, spectrum_to_xyz, xyz_to_xyy)
+                     spectra_to_lab, spectrum_to_lab, spectrum_to_xyz, xyz_to_xyy)
 from .errors import (CalibrationFailed, CommandFailed, ConnectionFailed, Error, LibraryNotFound,
                      MeasurementFailed, ScanFailed, SettingsFailed)
 from .instrument import Instrument
@@ -28,6 +28,6 @@ __all__ = [
     "Instrument", "Reading", "Spectrum", "WAVELENGTHS",
     "Error", "LibraryNotFound", "ConnectionFailed", "CalibrationFailed", "MeasurementFailed",
     "CommandFailed", "SettingsFailed", "ScanFailed",
-    "delta_e", "illuminant_index", "illuminant_names", "lab_to_lch", "spectrum_to_lab", "spectrum_to_xyz",
+    "delta_e", "illuminant_index", "illuminant_names", "lab_to_lch", "spectra_to_lab", "spectrum_to_lab", "spectrum_to_xyz",
     "xyz_to_xyy", "interface_version", "library", "load",
 ]

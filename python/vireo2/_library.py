@@ -121,6 +121,7 @@ PROTOTYPES = {
     "Vireo2_SpectrumToXYZ": (_c_int, [_double_p, _c_int, _double_p]),
     "Vireo2_SpectrumToLab": (_c_int, [_double_p, _c_int, _c_int, _double_p]),
     "Vireo2_SpectrumToLabCh": (_c_int, [_double_p, _c_int, _c_int, _double_p]),
+    "Vireo2_SpectraToLab": (_c_int, [_double_p, _c_int, _c_int, _double_p]),
     "Vireo2_XYZToLab": (_c_int, [_double_p, _c_int, _double_p]),
     "Vireo2_DeltaE76": (_c_int, [_double_p, _double_p, _double_p]),
     "Vireo2_DeltaE2000": (_c_int, [_double_p, _double_p, _double_p]),

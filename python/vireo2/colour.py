@@ -76,6 +76,32 @@ def spectrum_to_lab(values, *, scale, illuminant="D50/2"):
     return tuple(out)
 
 
+def spectra_to_lab(spectra, *, scale, illuminant="D50/2"):
+    """CIE L*a*b* of many spectra in one library call (Vireo2_SpectraToLab):
+    `spectra` is a sequence of 31-value spectra in `scale`. Returns a list of
+    (L*, a*, b*) tuples, or an (n, 3) numpy array when given a numpy array."""
+    try:
+        import numpy
+    except ImportError:
+        numpy = None
+    if numpy is not None and isinstance(spectra, numpy.ndarray):
+        data = numpy.ascontiguousarray(spectra, dtype=numpy.float64).reshape(-1, 31)
+        if scale == "fraction":
+            data = data * 100.0
+        elif scale != "percent":
+            raise ValueError(f"scale must be 'percent' or 'fraction', not {scale!r}")
+        lab = numpy.empty((data.shape[0], 3))
+        library().Vireo2_SpectraToLab(data.ctypes.data_as(ctypes.POINTER(ctypes.c_double)), data.shape[0],
+                                      illuminant_index(illuminant),
+                                      lab.ctypes.data_as(ctypes.POINTER(ctypes.c_double)))
+        return lab
+    flat = [v for spectrum in spectra for v in _as_percent(spectrum, scale)]
+    count = len(flat) // 31
+    out = _out(3 * count)
+    library().Vireo2_SpectraToLab(_doubles(flat), count, illuminant_index(illuminant), out)
+    return [tuple(out[3 * k:3 * k + 3]) for k in range(count)]
+
+
 def lab_to_lch(lab):
     """L*, C*ab, hab (degrees, 0..360) of an L*a*b* triple."""
     L, a, b = lab

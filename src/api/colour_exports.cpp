@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "colour/batch_conversion.h"
 #include "colour/colorimetry.h"
 #include "colour/colour_difference.h"
 #include "colour/colour_strength.h"
@@ -64,6 +65,15 @@ VIREO2_COLOUR_API int Vireo2_SpectrumToLabCh(const double spectrum[31], int inde
             return false;
         copyOut(SpectrumToLabCh(spectrum, index, hunter != 0), lch);
         return true;
+    });
+}
+
+VIREO2_COLOUR_API int Vireo2_SpectraToLab(const double* spectra, int count, int index, double* lab)
+{
+    return guarded([&] {
+        if (count < 0 || !IsValidIlluminant(index) || (count > 0 && (!spectra || !lab)))
+            return false;
+        return SpectraToLab(spectra, static_cast<std::size_t>(count), index, lab);
     });
 }
 

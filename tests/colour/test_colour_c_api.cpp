@@ -1,4 +1,6 @@
 #include <clocale>
+#include <random>
+#include <vector>
 #include <cstring>
 #include <set>
 #include <string>
@@ -162,4 +164,37 @@ TEST(ColourCApi, ResultsDoNotDependOnTheNumericLocale)
     EXPECT_TRUE(switched);
     EXPECT_EQ(std::memcmp(before, after, sizeof before), 0);
     EXPECT_STREQ(nameBefore, nameAfter);
+}
+
+// The batch conversion gives the single-spectrum values for every
+// illuminant, over spectra from near black to fluorescent, and refuses what
+// the single form refuses.
+TEST(ColourCApi, BatchConversionMatchesTheSingleSpectrumPath)
+{
+    std::mt19937 generator(2026);
+    std::uniform_real_distribution<double> reflectance(0.0, 130.0);
+    std::vector<double> spectra;
+    for (const Spectrum& s : {flatSpectrum(0.0), flatSpectrum(0.5), flatSpectrum(100.0), fallingBumpSpectrum(),
+                              risingSpectrum()})
+        spectra.insert(spectra.end(), s.begin(), s.end());
+    for (int k = 0; k < 200 * 31; ++k)
+        spectra.push_back(reflectance(generator) * (k % 93 < 31 ? 0.02 : 1.0));
+    const int count = int(spectra.size() / 31);
+    std::vector<double> lab(size_t(count) * 3, -1.0);
+    for (int index = 0; index < kIlluminantCount; ++index) {
+        ASSERT_EQ(Vireo2_SpectraToLab(spectra.data(), count, index, lab.data()), 1);
+        for (int k = 0; k < count; ++k) {
+            const auto single = SpectrumToLab(spectra.data() + 31 * k, index, false);
+            for (int c = 0; c < 3; ++c)
+                ASSERT_NEAR(lab[size_t(3 * k + c)], single[size_t(c)], 1e-12) << index << " " << k << " " << c;
+        }
+    }
+    double untouched[3] = {7.0, 7.0, 7.0};
+    EXPECT_EQ(Vireo2_SpectraToLab(spectra.data(), 0, 4, untouched), 1);
+    EXPECT_EQ(Vireo2_SpectraToLab(nullptr, 0, 4, nullptr), 1);
+    EXPECT_EQ(Vireo2_SpectraToLab(spectra.data(), -1, 4, untouched), 0);
+    EXPECT_EQ(Vireo2_SpectraToLab(spectra.data(), 1, 18, untouched), 0);
+    EXPECT_EQ(Vireo2_SpectraToLab(nullptr, 1, 4, untouched), 0);
+    EXPECT_EQ(Vireo2_SpectraToLab(spectra.data(), 1, 4, nullptr), 0);
+    EXPECT_EQ(untouched[0], 7.0);
 }

@@ -1,0 +1,79 @@
+#include "colour/batch_conversion.h"
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "colour/colorimetry.h"
+#include "colour/illuminants.h"
+#include "colour/weight_reader.h"
+
+namespace vireo2::colour {
+
+namespace {
+
+// The same constants as the single-spectrum path (colorimetry.cpp).
+constexpr double kWeightScale = 100000.0;
+constexpr double kLabThreshold = 0.008856;
+constexpr double kLabSlope = 7.787;
+constexpr double kLabOffset = 0.137931034;
+constexpr double kLightnessSlope = 903.292;
+
+double labFunction(double t) noexcept
+{
+    return t > kLabThreshold ? fastCubeRoot(t) : kLabSlope * t + kLabOffset;
+}
+
+} // namespace
+
+double fastCubeRoot(double x) noexcept
+{
+    if (!(x > 0.0) || !(x < 1e300) || x < 1e-300)
+        return std::cbrt(x);
+    // Dividing the exponent by three in the bit pattern lands within a few
+    // percent of the root; each Halley step then triples the correct digits.
+    std::uint64_t bits;
+    std::memcpy(&bits, &x, sizeof bits);
+    bits = bits / 3 + 0x2A9F7893782DA1CEull;
+    double y;
+    std::memcpy(&y, &bits, sizeof y);
+    for (int step = 0; step < 3; ++step) {
+        const double y3 = y * y * y;
+        y = y * (y3 + 2.0 * x) / (2.0 * y3 + x);
+    }
+    return y;
+}
+
+bool SpectraToLab(const double* spectra, std::size_t count, int index, double* lab) noexcept
+{
+    if (!IsValidIlluminant(index))
+        return false;
+    const IlluminantWeights& weights = WeightsOf(index);
+    const IlluminantWhite& white = WhitePoint(index);
+    const double* wx = weights.row[kRowX];
+    const double* wy = weights.row[kRowY];
+    const double* wz = weights.row[kRowZ];
+    const double toX = 1.0 / (kWeightScale * white.Xn);
+    const double toY = 1.0 / (kWeightScale * white.Yn);
+    const double toZ = 1.0 / (kWeightScale * white.Zn);
+    for (std::size_t k = 0; k < count; ++k) {
+        const double* s = spectra + k * kSpectrumLength;
+        double x = 0.0, y = 0.0, z = 0.0;
+        for (int i = 0; i < kSpectrumLength; ++i) {
+            x += s[i] * wx[i];
+            y += s[i] * wy[i];
+            z += s[i] * wz[i];
+        }
+        x *= toX;
+        y *= toY;
+        z *= toZ;
+        const double fy = labFunction(y);
+        double* out = lab + 3 * k;
+        out[0] = y > kLabThreshold ? 116.0 * fy - 16.0 : kLightnessSlope * y;
+        out[1] = 500.0 * (labFunction(x) - fy);
+        out[2] = 200.0 * (fy - labFunction(z));
+    }
+    return true;
+}
+
+} // namespace vireo2::colour

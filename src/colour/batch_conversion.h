@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstddef>
+
+namespace vireo2::colour {
+
+// Converts `count` spectra, 31 reflectances in percent each, stored one
+// after the other, to CIE L*a*b* under the illuminant/observer `index`:
+// lab[3*k .. 3*k+2] for spectrum k. Gives SpectrumToLab's values to within
+// 1e-12: the weighted sums run in the same order, the white point's
+// reciprocal replaces its division, and the cube root is computed inline
+// (fastCubeRoot) instead of by the C library. (A ratio to the white within
+// rounding of the 0.008856 threshold may take the other branch of the L*a*b*
+// function, which is continuous there to 1e-6.) Nothing is written for an
+// invalid index; returns false then.
+bool SpectraToLab(const double* spectra, std::size_t count, int index, double* lab) noexcept;
+
+// The cube root of a positive finite x to full double precision (two Halley
+// steps from a bit-level first guess); other values go to std::cbrt.
+double fastCubeRoot(double x) noexcept;
+
+} // namespace vireo2::colour
