@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QRecursiveMutex>
+#include "threading/locks.h"
 
 namespace vireo2 {
 
@@ -13,7 +13,7 @@ class BriefLock {
 public:
     static constexpr int kWaitMs = 250;
 
-    explicit BriefLock(QRecursiveMutex* mutex) : mutex_(mutex), locked_(mutex->tryLock(kWaitMs)) {}
+    explicit BriefLock(RecursiveMutex* mutex) : mutex_(mutex), locked_(mutex->tryLock(kWaitMs)) {}
     ~BriefLock()
     {
         if (locked_)
@@ -23,7 +23,7 @@ public:
     BriefLock& operator=(const BriefLock&) = delete;
 
 private:
-    QRecursiveMutex* mutex_;
+    RecursiveMutex* mutex_;
     bool locked_;
 };
 

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <QMutex>
-#include <QMutexLocker>
+#include "threading/locks.h"
 #include <QString>
 
 namespace vireo2 {
@@ -18,19 +17,19 @@ public:
 
     GuardedText& operator=(const QString& text)
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         text_ = text;
         return *this;
     }
     QString get() const
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         return text_;
     }
     operator QString() const { return get(); }
 
 private:
-    mutable QMutex mutex_;
+    mutable Mutex mutex_;
     QString text_;
 };
 

@@ -1,4 +1,5 @@
 #include "device/nerva.h"
+#include "threading/locks.h"
 
 #include <limits>
 
@@ -8,7 +9,7 @@
 namespace vireo2 {
 
 Nerva::Nerva()
-    : operationMutex_(std::make_unique<QRecursiveMutex>()),
+    : operationMutex_(std::make_unique<RecursiveMutex>()),
       log_(std::make_shared<LogHelper>()),
       record_(std::make_shared<DeviceRecord>())
 {
@@ -35,7 +36,7 @@ bool Nerva::IsDataReady()
 
 int Nerva::GetSpectralSetCount()
 {
-    QMutexLocker lock(&storeMutex_);
+    MutexLocker lock(&storeMutex_);
     return setCount_;
 }
 
@@ -43,7 +44,7 @@ int Nerva::GetWavelengthCount() { return wavelengthCount_; }
 
 QString Nerva::GetSpectralSetName(int index)
 {
-    QMutexLocker lock(&storeMutex_);
+    MutexLocker lock(&storeMutex_);
     for (auto it = setNames_.cbegin(); it != setNames_.cend(); ++it) {
         if (it.value() == index)
             return it.key();
@@ -65,7 +66,7 @@ QString Nerva::GetMeasAttributes() { return QString(); }
 float Nerva::GetSpectralData(int set, int wavelength)
 {
     dataReady_ = false;
-    QMutexLocker lock(&storeMutex_);
+    MutexLocker lock(&storeMutex_);
     if (set < 0 || wavelength < 0 || set >= setCount_ || wavelength >= wavelengthCount_)
         return -1.0f;
     if (spectra_.isEmpty() || set >= spectra_.size() || wavelength >= spectra_.at(set).size())
@@ -76,7 +77,7 @@ float Nerva::GetSpectralData(int set, int wavelength)
 int Nerva::copySpectralSet(int set, float* out, int capacity)
 {
     dataReady_ = false;
-    QMutexLocker lock(&storeMutex_);
+    MutexLocker lock(&storeMutex_);
     if (set < 0 || set >= setCount_ || set >= spectra_.size() || capacity < 0)
         return -1;
     const QList<double>& values = spectra_.at(set);
@@ -173,13 +174,13 @@ bool Nerva::isPortValid() { return false; }
 
 void Nerva::publishSpectra(const QList<QList<double>>& sets)
 {
-    QMutexLocker lock(&storeMutex_);
+    MutexLocker lock(&storeMutex_);
     spectra_ = sets;
 }
 
 void Nerva::useSpectralSets(int count)
 {
-    QMutexLocker lock(&storeMutex_);
+    MutexLocker lock(&storeMutex_);
     setCount_ = count;
     setNames_.clear();
     for (int set = 0; set < count; ++set)

@@ -2,9 +2,8 @@
 
 #include <QList>
 #include <QMap>
-#include <QMutex>
+#include "threading/locks.h"
 #include <QObject>
-#include <QRecursiveMutex>
 #include <QString>
 #include <atomic>
 #include <memory>
@@ -119,7 +118,7 @@ public:
     bool stopStatusThread();
 
     // Shared state reached by the export frame and the threads.
-    QRecursiveMutex* operationMutex() { return operationMutex_.get(); }
+    RecursiveMutex* operationMutex() { return operationMutex_.get(); }
     const std::shared_ptr<LogHelper>& log() const { return log_; }
     WorkerThread* workerThread() const { return workerThread_; }
     bool isWorkerRunning() const;
@@ -142,7 +141,7 @@ protected:
     // Sets the number of spectral sets and names them "M0", "M1", ...
     void useSpectralSets(int count);
 
-    std::unique_ptr<QRecursiveMutex> operationMutex_;
+    std::unique_ptr<RecursiveMutex> operationMutex_;
     StatusThread* statusThread_ = nullptr;
     WorkerThread* workerThread_ = nullptr;
     std::shared_ptr<LogHelper> log_;
@@ -157,7 +156,7 @@ protected:
     qint32 setCount_ = 1;
     qint32 wavelengthCount_ = 31;
     unsigned char stateBytes_[9] = {};
-    mutable QMutex storeMutex_;
+    mutable Mutex storeMutex_;
     QList<QList<double>> spectra_;
     QMap<QString, int> setNames_;
 };

@@ -1,6 +1,6 @@
 #include "device/port_lock.h"
 
-#include <QRecursiveMutex>
+#include "threading/locks.h"
 
 #include "device/nerva.h"
 

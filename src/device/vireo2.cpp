@@ -1,4 +1,5 @@
 #include "device/vireo2.h"
+#include "threading/locks.h"
 
 #include "commands/command_table.h"
 #include "device/worker_thread.h"
@@ -29,7 +30,7 @@ void Vireo2::init()
     // The variant whose model text carries "Xp" has no polarised condition.
     modelCode_ = modelName_.contains(QLatin1String("Xp")) ? 88 : 78;
     scanning_->setTrackInUse(trackInUse_);
-    QMutexLocker lock(&storeMutex_);
+    MutexLocker lock(&storeMutex_);
     setCount_ = modelCode_ == 88 ? 3 : 4;
     for (int set = 0; set < 4; ++set)
         setNames_.insert(QStringLiteral("M%1").arg(set), set);

@@ -2,7 +2,7 @@
 
 #include <QByteArray>
 #include <QMap>
-#include <QMutex>
+#include "threading/locks.h"
 #include <QStringList>
 #include <atomic>
 #include <memory>
@@ -169,7 +169,7 @@ protected:
     // Status polling
     std::atomic<bool> checkBusy_{false};
     std::atomic<qint32> scanState_{0};
-    mutable QMutex buttonMutex_;
+    mutable Mutex buttonMutex_;
     QString buttonText_;
     QStringList buttonWords_;
     std::atomic<bool> scanFinished_{false};
@@ -201,7 +201,7 @@ protected:
     std::atomic<bool> paperTask_{false};     // "tasklist paper"
     // Every long operation started, newest last: a host may still ask the
     // last one for its progress, so none is released before the device.
-    QMutex workerMutex_;
+    Mutex workerMutex_;
     std::vector<std::unique_ptr<WorkerThread>> workers_;
 };
 

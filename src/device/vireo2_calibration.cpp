@@ -1,5 +1,6 @@
 // White and black calibration and the calibration state of the instrument.
 #include "device/vireo2.h"
+#include "threading/locks.h"
 
 #include "device/brief_lock.h"
 #include "transport/reply_parser.h"
@@ -36,7 +37,7 @@ QString calRunFailure(qint32 status)
 // Takes the operation lock as the locked exports do; on failure the reason
 // is recorded and, when no long operation explains it, the instrument is
 // disconnected so that the next call starts afresh.
-static bool lockOperation(Vireo2& device, QRecursiveMutex* mutex)
+static bool lockOperation(Vireo2& device, RecursiveMutex* mutex)
 {
     if (mutex->tryLock(kOperationLockTimeoutMs))
         return true;

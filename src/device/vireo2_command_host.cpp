@@ -1,4 +1,5 @@
 #include "device/vireo2_command_host.h"
+#include "threading/locks.h"
 
 #include "device/port_lock.h"
 #include "device/vireo2.h"
@@ -71,7 +72,7 @@ QString Vireo2CommandHost::takeButtonReports()
 {
     if (device_.IsConnected())
         device_.checkButton();
-    QMutexLocker lock(&device_.buttonMutex_);
+    MutexLocker lock(&device_.buttonMutex_);
     const QString reports = device_.buttonText_;
     device_.buttonText_.clear();
     device_.buttonWords_.clear();
@@ -85,14 +86,14 @@ std::unique_ptr<PortHold> Vireo2CommandHost::lockPort()
 
 LongOperation* Vireo2CommandHost::longOperation()
 {
-    QMutexLocker lock(&device_.workerMutex_);
+    MutexLocker lock(&device_.workerMutex_);
     return device_.workerThread_;
 }
 
 // The previous worker is kept (finished or not) until the device goes.
 void Vireo2CommandHost::startLongOperation(int operation, const QStringList& words)
 {
-    QMutexLocker lock(&device_.workerMutex_);
+    MutexLocker lock(&device_.workerMutex_);
     device_.workers_.push_back(std::make_unique<WorkerThread>(&device_, operation, words));
     device_.workerThread_ = device_.workers_.back().get();
     device_.workerThread_->start(QThread::InheritPriority);

@@ -1,5 +1,6 @@
 // Connecting, identifying and disconnecting the instrument.
 #include "device/vireo2.h"
+#include "threading/locks.h"
 
 #include <QThread>
 
@@ -282,13 +283,13 @@ void Vireo2::disconnectTrack() {}
 
 QString Vireo2::buttonText() const
 {
-    QMutexLocker lock(&buttonMutex_);
+    MutexLocker lock(&buttonMutex_);
     return buttonText_;
 }
 
 QStringList Vireo2::buttonWords() const
 {
-    QMutexLocker lock(&buttonMutex_);
+    MutexLocker lock(&buttonMutex_);
     return buttonWords_;
 }
 

@@ -1,6 +1,7 @@
 // The background status check: button presses, readings taken at the
 // instrument and the end of scans.
 #include "device/vireo2.h"
+#include "threading/locks.h"
 
 #include "scanning/vireo2_scanning.h"
 #include "transport/reply_parser.h"
@@ -129,7 +130,7 @@ QString Vireo2::checkButton()
     if (status != 0)
         return QString();
     const QString text = ResponseValue(reply);
-    QMutexLocker lock(&buttonMutex_);
+    MutexLocker lock(&buttonMutex_);
     if (!buttonText_.isEmpty())
         buttonText_ += QLatin1Char(' ');
     buttonText_ += text;

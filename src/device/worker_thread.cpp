@@ -1,4 +1,5 @@
 #include "device/worker_thread.h"
+#include "threading/locks.h"
 
 #include "device/nerva.h"
 
@@ -14,7 +15,7 @@ WorkerThread::WorkerThread(Nerva* device, int operation, const QStringList& argu
 // they end as failed (-1), as does any other operation.
 void WorkerThread::run()
 {
-    QRecursiveMutex* lock = device_->operationMutex();
+    RecursiveMutex* lock = device_->operationMutex();
     if (!lock->tryLock(kOperationLockTimeoutMs)) {
         progress_ = -1.0;
         return;

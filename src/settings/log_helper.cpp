@@ -1,4 +1,5 @@
 #include "settings/log_helper.h"
+#include "threading/locks.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -24,9 +25,9 @@ QElapsedTimer& markTimer()
     return timer;
 }
 
-QMutex& markMutex()
+Mutex& markMutex()
 {
-    static QMutex mutex;
+    static Mutex mutex;
     return mutex;
 }
 
@@ -102,7 +103,7 @@ void LogHelper::LogError(qint32 code, const QString& message)
 {
     QString line;
     {
-        QMutexLocker lock(&recordMutex_);
+        MutexLocker lock(&recordMutex_);
         line = errorLine(message);
     }
     // The line is in the file before the record shows the error, so a host
@@ -121,7 +122,7 @@ void LogHelper::LogExchange()
 {
     QString line;
     {
-        QMutexLocker lock(&recordMutex_);
+        MutexLocker lock(&recordMutex_);
         // Commands of the "access" family carry credentials: never logged.
         if (sentText_.toLower().startsWith(QLatin1String("access")))
             return;
@@ -139,7 +140,7 @@ void LogHelper::ProfileMark(const QString& label)
 {
     qint64 sinceLast = 0;
     {
-        QMutexLocker lock(&markMutex());
+        MutexLocker lock(&markMutex());
         QElapsedTimer& timer = markTimer();
         // A mark before any restart measures from the first use of the timer.
         sinceLast = timer.isValid() ? timer.elapsed() : 0;
@@ -177,7 +178,7 @@ qint32 LogHelper::errorCode() const
 {
     if (const PrivateErrorRecord* own = privateRecord())
         return own->code_;
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     return errorCode_;
 }
 
@@ -187,7 +188,7 @@ void LogHelper::setErrorCode(qint32 code)
         own->code_ = code;
         return;
     }
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     errorCode_ = code;
 }
 
@@ -195,7 +196,7 @@ QByteArray LogHelper::errorText() const
 {
     if (const PrivateErrorRecord* own = privateRecord())
         return own->text_;
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     return errorText_;
 }
 
@@ -205,7 +206,7 @@ void LogHelper::setErrorText(const QString& text)
         own->text_ = text.toLatin1();
         return;
     }
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     errorText_ = text.toLatin1();
 }
 
@@ -216,50 +217,50 @@ void LogHelper::setError(qint32 code, const QString& text)
         own->text_ = text.toLatin1();
         return;
     }
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     errorCode_ = code;
     errorText_ = text.toLatin1();
 }
 
 QString LogHelper::sentText() const
 {
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     return sentText_;
 }
 
 void LogHelper::setSentText(const QString& text)
 {
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     sentText_ = text;
 }
 
 QString LogHelper::receivedText() const
 {
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     return receivedText_;
 }
 
 void LogHelper::setReceivedText(const QString& text)
 {
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     receivedText_ = text;
 }
 
 void LogHelper::setTimeout(quint32 ms)
 {
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     timeout_ = ms;
 }
 
 void LogHelper::setElapsed(quint32 ms)
 {
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     elapsed_ = ms;
 }
 
 void LogHelper::clearExchange()
 {
-    QMutexLocker lock(&recordMutex_);
+    MutexLocker lock(&recordMutex_);
     sentText_.clear();
     receivedText_.clear();
 }
@@ -283,7 +284,7 @@ void LogHelper::appendToFile(const QByteArray& bytes)
 {
     if (bytes.isEmpty())
         return;
-    QMutexLocker lock(&fileMutex_);
+    MutexLocker lock(&fileMutex_);
     if (QFileInfo(logPath_).size() > gSizeLimit)
         rotate();
     QFile file(logPath_);

@@ -2,7 +2,7 @@
 
 #include <QByteArray>
 #include <QElapsedTimer>
-#include <QMutex>
+#include "threading/locks.h"
 #include <QString>
 
 namespace vireo2 {
@@ -88,8 +88,8 @@ private:
     void rotate();
     QString errorLine(const QString& message) const;
 
-    mutable QMutex recordMutex_;
-    QMutex fileMutex_;
+    mutable Mutex recordMutex_;
+    Mutex fileMutex_;
     QString logPath_;
     qint32 errorCode_ = 0;
     QByteArray errorText_;

@@ -1,4 +1,5 @@
 #include "settings/settings_store.h"
+#include "threading/locks.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -19,7 +20,7 @@ SettingsStore::~SettingsStore()
 
 void SettingsStore::syncSoon()
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     if (sinceSync_.isValid() && sinceSync_.elapsed() < kWriteBehindMs) {
         pending_ = true;
         return;
@@ -31,7 +32,7 @@ void SettingsStore::syncSoon()
 
 void SettingsStore::flush()
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     if (!pending_)
         return;
     settings_.sync();

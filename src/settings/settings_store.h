@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QElapsedTimer>
-#include <QMutex>
+#include "threading/locks.h"
 #include <QSettings>
 #include <QString>
 #include <memory>
@@ -30,14 +30,14 @@ public:
     template <typename F>
     auto with(F&& f)
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         return f(settings_);
     }
 
     QString fileName() const { return fileName_; }
 
 private:
-    QMutex mutex_;
+    Mutex mutex_;
     QString fileName_;
     QSettings settings_;
     QElapsedTimer sinceSync_;

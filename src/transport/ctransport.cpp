@@ -1,4 +1,5 @@
 #include "transport/ctransport.h"
+#include "threading/locks.h"
 
 namespace vireo2 {
 
@@ -17,32 +18,32 @@ void CTransport::Noop() {}
 
 qint32 CTransport::GetErrorCode()
 {
-    QMutexLocker lock(&fieldsMutex_);
+    MutexLocker lock(&fieldsMutex_);
     return errorCode_;
 }
 
 QString CTransport::GetErrorMessage()
 {
-    QMutexLocker lock(&fieldsMutex_);
+    MutexLocker lock(&fieldsMutex_);
     return errorMessage_;
 }
 
 void CTransport::storeError(qint32 code, const QString& message)
 {
-    QMutexLocker lock(&fieldsMutex_);
+    MutexLocker lock(&fieldsMutex_);
     errorCode_ = code;
     errorMessage_ = message;
 }
 
 QString CTransport::lastCommand() const
 {
-    QMutexLocker lock(&fieldsMutex_);
+    MutexLocker lock(&fieldsMutex_);
     return lastCommand_;
 }
 
 void CTransport::setLastCommand(const QString& command)
 {
-    QMutexLocker lock(&fieldsMutex_);
+    MutexLocker lock(&fieldsMutex_);
     lastCommand_ = command;
 }
 

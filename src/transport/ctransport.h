@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QByteArray>
-#include <QMutex>
+#include "threading/locks.h"
 #include <QObject>
 #include <QString>
 #include <atomic>
@@ -80,7 +80,7 @@ protected:
     bool packetMode_ = true;
 
 private:
-    mutable QMutex fieldsMutex_;
+    mutable Mutex fieldsMutex_;
     qint32 errorCode_ = 0;
     QString errorMessage_;
     QString lastCommand_;

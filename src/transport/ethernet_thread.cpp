@@ -3,7 +3,7 @@
 #include <QDebug>
 #include <QElapsedTimer>
 #include <QHostAddress>
-#include <QMutexLocker>
+#include "threading/locks.h"
 #include <QStringList>
 #include <QTcpSocket>
 #include <chrono>
@@ -70,7 +70,7 @@ EthernetThread::~EthernetThread()
 
 void EthernetThread::startAndWait()
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     start();
     while (!running_)
         requestDone_.wait(&mutex_);
@@ -87,9 +87,9 @@ void EthernetThread::splitAddress(const QString& address, QString* host, quint16
 
 bool EthernetThread::connectTo(const QString& address)
 {
-    QMutexLocker requester(&submitMutex_);
+    MutexLocker requester(&submitMutex_);
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         address_ = address;
         closing_ = false;
     }
@@ -99,9 +99,9 @@ bool EthernetThread::connectTo(const QString& address)
 
 bool EthernetThread::write(const char* bytes, int length)
 {
-    QMutexLocker requester(&submitMutex_);
+    MutexLocker requester(&submitMutex_);
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         writeData_ = bytes;
         writeLength_ = length;
     }
@@ -111,14 +111,14 @@ bool EthernetThread::write(const char* bytes, int length)
 
 int EthernetThread::read(QByteArray& output, int timeoutMs, bool packetMode)
 {
-    QMutexLocker requester(&submitMutex_);
+    MutexLocker requester(&submitMutex_);
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         readTimeoutMs_ = timeoutMs;
         readPacketMode_ = packetMode;
     }
     submit(Request::Read);
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     // Hand the reply over without copying; the worker keeps the caller's old
     // array as its next buffer.
     output.swap(assembler_.buffer());
@@ -128,16 +128,16 @@ int EthernetThread::read(QByteArray& output, int timeoutMs, bool packetMode)
 EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int length, QByteArray& output,
                                                         int timeoutMs, bool packetMode)
 {
-    QMutexLocker requester(&submitMutex_);
+    MutexLocker requester(&submitMutex_);
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         writeData_ = bytes;
         writeLength_ = length;
         readTimeoutMs_ = timeoutMs;
         readPacketMode_ = packetMode;
     }
     submit(Request::WriteThenRead);
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     if (!result_)
         return Transfer::WriteFailed;
     if (!readRan_)
@@ -148,9 +148,9 @@ EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int le
 
 void EthernetThread::disconnectAndClose()
 {
-    QMutexLocker requester(&submitMutex_);
+    MutexLocker requester(&submitMutex_);
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         closing_ = true;
     }
     submit(Request::Disconnect);
@@ -159,7 +159,7 @@ void EthernetThread::disconnectAndClose()
 void EthernetThread::quitAndWait()
 {
     {
-        QMutexLocker requester(&submitMutex_);
+        MutexLocker requester(&submitMutex_);
         submit(Request::Quit);
     }
     wait();
@@ -167,7 +167,7 @@ void EthernetThread::quitAndWait()
 
 bool EthernetThread::result() const
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     return result_;
 }
 
@@ -200,7 +200,7 @@ bool EthernetThread::briefly(Condition condition)
 void EthernetThread::submit(Request request)
 {
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         if (!running_) {
             // A worker that has stopped serves nothing: the request fails
             // rather than reporting an earlier request's outcome.
@@ -222,7 +222,7 @@ void EthernetThread::submit(Request request)
     requestReady_.wakeOne();
     if (briefly([this] { return done_.load(); }))
         return;
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     while (!done_)
         requestDone_.wait(&mutex_);
 }
@@ -232,7 +232,7 @@ void EthernetThread::submit(Request request)
 void EthernetThread::clientDisconnected()
 {
     qCDebug(libraryLog) << "Device Disconnected - PORT DISCONNECT!!.";
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     peerClosed_ = true;
     requestReady_.wakeOne();
 }
@@ -245,7 +245,7 @@ void EthernetThread::run()
     // this object directly, on this thread.
     connect(socket_, &QTcpSocket::disconnected, this, &EthernetThread::clientDisconnected, Qt::DirectConnection);
 
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     running_ = true;
     requestDone_.wakeAll();
     bool justServed = false;
@@ -282,7 +282,7 @@ void EthernetThread::run()
 }
 
 // Waits (mutex_ held) until a request or a disconnection needs attention.
-EthernetThread::Request EthernetThread::nextRequest(QMutexLocker& lock, bool justServed)
+EthernetThread::Request EthernetThread::nextRequest(MutexLocker<Mutex>& lock, bool justServed)
 {
     if (justServed && request_ == Request::None) {
         // The next request of an exchange usually follows at once.
@@ -308,19 +308,19 @@ void EthernetThread::serve(Request request)
     switch (request) {
     case Request::Connect: {
         const bool ok = doConnect();
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         result_ = ok;
         break;
     }
     case Request::Write: {
         const bool ok = doWrite();
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         result_ = ok;
         break;
     }
     case Request::Read: {
         const int count = doRead();
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         readCount_ = count;
         break;
     }
@@ -344,7 +344,7 @@ void EthernetThread::serveWriteThenRead()
     settlePeerClosed();
     const bool readable = written && owner_->IsConnected();
     const int count = readable ? doRead() : 0;
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     result_ = written;
     readRan_ = readable;
     readCount_ = count;
@@ -353,7 +353,7 @@ void EthernetThread::serveWriteThenRead()
 void EthernetThread::settlePeerClosed()
 {
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         if (!peerClosed_)
             return;
         peerClosed_ = false;

@@ -1,10 +1,9 @@
 #pragma once
 
 #include <QByteArray>
-#include <QMutex>
+#include "threading/locks.h"
 #include <QString>
 #include <QThread>
-#include <QWaitCondition>
 #include <atomic>
 #include <memory>
 
@@ -75,7 +74,7 @@ private:
     enum class Request { None, Connect, Write, Read, WriteThenRead, Disconnect, Quit };
 
     void submit(Request request);
-    Request nextRequest(QMutexLocker& lock, bool justServed);
+    Request nextRequest(MutexLocker<Mutex>& lock, bool justServed);
     // Polls `condition` for kHandOverSpinMicros, yielding the core meanwhile.
     template <typename Condition>
     static bool briefly(Condition condition);
@@ -92,11 +91,11 @@ private:
     CEthernet* owner_;
 
     // Serialises requesters: one request is in flight at a time.
-    QMutex submitMutex_;
+    Mutex submitMutex_;
     // Guards the request hand-over below.
-    mutable QMutex mutex_;
-    QWaitCondition requestReady_;
-    QWaitCondition requestDone_;
+    mutable Mutex mutex_;
+    WaitCondition requestReady_;
+    WaitCondition requestDone_;
     // Set under mutex_; also read without it while polling briefly.
     std::atomic<Request> request_{Request::None};
     std::atomic<bool> done_{false};

@@ -1,4 +1,5 @@
 #include "transport/ethernet_transport.h"
+#include "threading/locks.h"
 
 #include <cstring>
 
@@ -53,7 +54,7 @@ bool CEthernet::exchangeInProgress()
 
 std::shared_ptr<EthernetThread> CEthernet::ensureThread()
 {
-    QMutexLocker lock(&threadMutex_);
+    MutexLocker lock(&threadMutex_);
     if (!thread_) {
         thread_ = std::make_shared<EthernetThread>(this);
         thread_->startAndWait();
@@ -63,7 +64,7 @@ std::shared_ptr<EthernetThread> CEthernet::ensureThread()
 
 std::shared_ptr<EthernetThread> CEthernet::currentThread() const
 {
-    QMutexLocker lock(&threadMutex_);
+    MutexLocker lock(&threadMutex_);
     return thread_;
 }
 
@@ -84,7 +85,7 @@ void CEthernet::ClosePort()
 {
     std::shared_ptr<EthernetThread> thread;
     {
-        QMutexLocker lock(&threadMutex_);
+        MutexLocker lock(&threadMutex_);
         thread.swap(thread_);
     }
     if (!thread)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QMutex>
+#include "threading/locks.h"
 #include <atomic>
 #include <memory>
 
@@ -53,7 +53,7 @@ private:
     // Validates and unwraps the BCP packet in `output` (RecvPacket's checks).
     bool unwrapPacket(QByteArray& output);
 
-    mutable QMutex threadMutex_;
+    mutable Mutex threadMutex_;
     std::shared_ptr<EthernetThread> thread_;
     std::atomic<bool> connected_{false};
 };

@@ -3,6 +3,7 @@
 // the track step, running without an instrument, the firmware gate, button
 // reports, the long-operation thread and the status check's try-lock.
 #include <gtest/gtest.h>
+#include "threading/locks.h"
 
 #include <QDir>
 #include <QFile>
@@ -257,7 +258,7 @@ TEST_F(ConnectedDeviceTest, DisconnectWithoutTheLockLeavesTheTransportToItsUser)
     sim_.faults().add(Fault::on("slow").replying("SLOW 0x00 late").delayedBy(500));
     qint32 status = -2;
     std::thread user([&] {
-        QMutexLocker lock(device_->operationMutex_.get());
+        vireo2::MutexLocker lock(device_->operationMutex_.get());
         QByteArray reply;
         status = device_->Transact(QStringLiteral("slow"), reply, 3000);
     });

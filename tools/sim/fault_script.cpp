@@ -1,6 +1,6 @@
 #include "fault_script.h"
 
-#include <QMutexLocker>
+#include "threading/locks.h"
 #include <QStringList>
 
 namespace vireo2::sim {
@@ -233,19 +233,19 @@ std::optional<Fault> Fault::parse(const QString& text, QString* error)
 
 void FaultScript::add(const Fault& fault)
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     faults_ << fault;
 }
 
 void FaultScript::clear()
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     faults_.clear();
 }
 
 std::optional<Fault> FaultScript::take(const QByteArray& command)
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     for (int i = 0; i < faults_.size(); ++i) {
         Fault& fault = faults_[i];
         if (!fault.matches(command))
@@ -260,7 +260,7 @@ std::optional<Fault> FaultScript::take(const QByteArray& command)
 
 int FaultScript::size() const
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     return faults_.size();
 }
 

@@ -2,7 +2,7 @@
 
 #include <QByteArray>
 #include <QList>
-#include <QMutex>
+#include "threading/locks.h"
 #include <QString>
 #include <optional>
 
@@ -83,7 +83,7 @@ public:
     int size() const;
 
 private:
-    mutable QMutex mutex_;
+    mutable Mutex mutex_;
     QList<Fault> faults_;
 };
 

@@ -1,6 +1,6 @@
 #include "instrument_vireo2.h"
 
-#include <QMutexLocker>
+#include "threading/locks.h"
 
 namespace vireo2::sim {
 namespace {
@@ -64,7 +64,7 @@ SimulatedVireo2::SimulatedVireo2(const DefaultInstrumentOptions& options)
 
 QByteArray SimulatedVireo2::reply(const QByteArray& command)
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     updatePower();
     const QString text = QString::fromUtf8(command).simplified();
     const QStringList words = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);

@@ -2,7 +2,7 @@
 
 #include <QElapsedTimer>
 #include <QMap>
-#include <QMutex>
+#include "threading/locks.h"
 #include <QStringList>
 #include <functional>
 #include <optional>
@@ -62,7 +62,7 @@ private:
     QString calibrationName();
     QString stateSummary();
 
-    mutable QMutex mutex_;
+    mutable Mutex mutex_;
     DefaultInstrumentOptions options_;
     QElapsedTimer clock_;
     QMap<QString, Handler> commands_;  // by the lower-case, simplified command

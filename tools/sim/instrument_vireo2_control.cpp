@@ -4,7 +4,7 @@
 // answers read "SIM 0x00[ value]" or "SIM 0x01 <reason>".
 #include "instrument_vireo2.h"
 
-#include <QMutexLocker>
+#include "threading/locks.h"
 
 namespace vireo2::sim {
 namespace {
@@ -42,7 +42,7 @@ std::optional<int> milliseconds(const QString& word)
 
 QString SimulatedVireo2::control(const QString& line)
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     updatePower();
     QStringList words = line.simplified().split(QLatin1Char(' '), Qt::SkipEmptyParts);
     if (!words.isEmpty() && words.first().compare(QLatin1String("SIM"), Qt::CaseInsensitive) == 0)

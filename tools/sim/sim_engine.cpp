@@ -1,7 +1,7 @@
 #include "sim_engine.h"
 
 #include <QDeadlineTimer>
-#include <QMutexLocker>
+#include "threading/locks.h"
 
 #include "default_instrument.h"
 #include "transport/bcp_packet.h"
@@ -98,7 +98,7 @@ QByteArray SimEngine::instrumentReply(const QByteArray& command, const std::opti
                                              : model_->reply(command);
         pending.pollsLeft = progress.polls;
         {
-            QMutexLocker lock(&mutex_);
+            MutexLocker lock(&mutex_);
             pending_.prepend(pending);
         }
         return pending.keyword + " 0x05 " + QByteArray::number(progress.delayMs) + ' '
@@ -111,7 +111,7 @@ QByteArray SimEngine::instrumentReply(const QByteArray& command, const std::opti
 
 std::optional<QByteArray> SimEngine::pollReply(const QByteArray& command)
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     for (int i = 0; i < pending_.size(); ++i) {
         PendingProgress& pending = pending_[i];
         if (!isPollOf(command, pending.word))
@@ -150,13 +150,13 @@ QByteArray SimEngine::controlReply(const QByteArray& command)
 void SimEngine::reset()
 {
     faults_.clear();
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     pending_.clear();
 }
 
 void SimEngine::record(const QByteArray& command)
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     commands_ << command;
     commandTimes_ << clock_.elapsed();
     commandArrived_.wakeAll();
@@ -164,19 +164,19 @@ void SimEngine::record(const QByteArray& command)
 
 QList<QByteArray> SimEngine::commands() const
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     return commands_;
 }
 
 QList<qint64> SimEngine::commandTimes() const
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     return commandTimes_;
 }
 
 void SimEngine::clearCommands()
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     commands_.clear();
     commandTimes_.clear();
 }
@@ -184,7 +184,7 @@ void SimEngine::clearCommands()
 bool SimEngine::waitForCommand(const QByteArray& command, int timeoutMs) const
 {
     QDeadlineTimer deadline(timeoutMs);
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     auto seen = [&] {
         for (const QByteArray& received : commands_) {
             if (received.compare(command, Qt::CaseInsensitive) == 0)
@@ -193,7 +193,7 @@ bool SimEngine::waitForCommand(const QByteArray& command, int timeoutMs) const
         return false;
     };
     while (!seen()) {
-        if (!commandArrived_.wait(&mutex_, deadline))
+        if (!commandArrived_.wait(&mutex_, msLeft(deadline)))
             return seen();
     }
     return true;
@@ -202,9 +202,9 @@ bool SimEngine::waitForCommand(const QByteArray& command, int timeoutMs) const
 bool SimEngine::waitForCommandCount(int count, int timeoutMs) const
 {
     QDeadlineTimer deadline(timeoutMs);
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     while (commands_.size() < count) {
-        if (!commandArrived_.wait(&mutex_, deadline))
+        if (!commandArrived_.wait(&mutex_, msLeft(deadline)))
             return commands_.size() >= count;
     }
     return true;

@@ -3,9 +3,8 @@
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QList>
-#include <QMutex>
+#include "threading/locks.h"
 #include <QString>
-#include <QWaitCondition>
 #include <memory>
 
 #include "fault_script.h"
@@ -70,8 +69,8 @@ private:
     std::shared_ptr<InstrumentModel> model_;
     FaultScript faults_;
 
-    mutable QMutex mutex_;
-    mutable QWaitCondition commandArrived_;
+    mutable Mutex mutex_;
+    mutable WaitCondition commandArrived_;
     QList<QByteArray> commands_;
     QList<qint64> commandTimes_;
     QElapsedTimer clock_;

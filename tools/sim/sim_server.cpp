@@ -2,7 +2,7 @@
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
-#include <QMutexLocker>
+#include "threading/locks.h"
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
@@ -53,7 +53,7 @@ bool SimServer::start(quint16 port)
     stop();
     stopping_ = false;
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         startFinished_ = false;
         listening_ = false;
         port_ = port;
@@ -62,7 +62,7 @@ bool SimServer::start(quint16 port)
     acceptor_ = QThread::create([this] { acceptLoop(); });
     acceptor_->setObjectName(QStringLiteral("sim-acceptor"));
     acceptor_->start();
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     while (!startFinished_)
         stateChanged_.wait(&mutex_);
     const bool ok = listening_;
@@ -82,32 +82,32 @@ void SimServer::stop()
     acceptor_ = nullptr;
     QList<std::shared_ptr<Client>> clients;
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         clients.swap(clients_);
     }
     for (const auto& client : clients) {
         client->thread->wait();
         delete client->thread;
     }
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     listening_ = false;
 }
 
 bool SimServer::isRunning() const
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     return listening_;
 }
 
 QString SimServer::errorString() const
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     return error_;
 }
 
 quint16 SimServer::port() const
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     return port_;
 }
 
@@ -118,16 +118,16 @@ QByteArray SimServer::address() const
 
 int SimServer::clientCount() const
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     return connectedCount_;
 }
 
 bool SimServer::waitForClientCount(int count, int timeoutMs) const
 {
     QDeadlineTimer deadline(timeoutMs);
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     while (connectedCount_ != count) {
-        if (!stateChanged_.wait(&mutex_, deadline))
+        if (!stateChanged_.wait(&mutex_, msLeft(deadline)))
             return connectedCount_ == count;
     }
     return true;
@@ -135,7 +135,7 @@ bool SimServer::waitForClientCount(int count, int timeoutMs) const
 
 void SimServer::dropClients()
 {
-    QMutexLocker lock(&mutex_);
+    MutexLocker lock(&mutex_);
     for (const auto& client : clients_)
         client->dropRequested = true;
 }
@@ -144,7 +144,7 @@ void SimServer::acceptLoop()
 {
     DescriptorServer server;
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         listening_ = server.listen(QHostAddress::LocalHost, port_);
         if (listening_)
             port_ = server.serverPort();
@@ -163,7 +163,7 @@ void SimServer::acceptLoop()
             client->descriptor = descriptor;
             client->thread = QThread::create([this, client] { serveClient(client); });
             client->thread->setObjectName(QStringLiteral("sim-client"));
-            QMutexLocker lock(&mutex_);
+            MutexLocker lock(&mutex_);
             clients_ << client;
             client->thread->start();
         }
@@ -175,7 +175,7 @@ void SimServer::reapFinishedClients()
 {
     QList<std::shared_ptr<Client>> finished;
     {
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         for (int i = clients_.size() - 1; i >= 0; --i) {
             if (clients_.at(i)->finished)
                 finished << clients_.takeAt(i);
@@ -194,7 +194,7 @@ void SimServer::serveClient(const std::shared_ptr<Client>& client)
         // Small pieces leave as separate segments, as a split reply needs.
         socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
         {
-            QMutexLocker lock(&mutex_);
+            MutexLocker lock(&mutex_);
             ++connectedCount_;
             stateChanged_.wakeAll();
         }
@@ -210,7 +210,7 @@ void SimServer::serveClient(const std::shared_ptr<Client>& client)
                 open = deliver(socket, *client, engine_.handle(command));
         }
         socket.abort();
-        QMutexLocker lock(&mutex_);
+        MutexLocker lock(&mutex_);
         --connectedCount_;
         stateChanged_.wakeAll();
     }

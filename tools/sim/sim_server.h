@@ -2,9 +2,8 @@
 
 #include <QByteArray>
 #include <QList>
-#include <QMutex>
+#include "threading/locks.h"
 #include <QString>
-#include <QWaitCondition>
 #include <atomic>
 #include <memory>
 
@@ -69,8 +68,8 @@ private:
 
     SimEngine engine_;
 
-    mutable QMutex mutex_;
-    mutable QWaitCondition stateChanged_;
+    mutable Mutex mutex_;
+    mutable WaitCondition stateChanged_;
     std::atomic<bool> stopping_{false};
     bool listening_ = false;
     bool startFinished_ = false;
