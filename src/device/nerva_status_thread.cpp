@@ -54,8 +54,10 @@ bool Nerva::stopStatusThread()
     // running while it is still finishing for a moment, so that moment is
     // waited for. One still stuck in an exchange cannot be released and is
     // left to finish on its own.
-    if (QThread::currentThread() != thread && !thread->isRunning() && thread->wait(kFinishingWaitMs))
+    if (QThread::currentThread() != thread && !thread->isRunning() && thread->wait(kFinishingWaitMs)) {
+        thread->joined();
         delete thread;
+    }
     return true;
 }
 

@@ -22,6 +22,7 @@ void StatusThread::run()
         if (device_->pollEnabled() && device_->IsConnected())
             device_->CheckStatus();
     }
+    exitFence_.threadDone();
 }
 
 } // namespace vireo2

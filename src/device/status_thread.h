@@ -3,6 +3,8 @@
 #include <QThread>
 #include <atomic>
 
+#include "threading/locks.h"
+
 namespace vireo2 {
 
 class Nerva;
@@ -15,6 +17,8 @@ public:
     explicit StatusThread(Nerva* device);
     void requestStop() { stopRequested_ = true; }
     bool stopRequested() const { return stopRequested_; }
+    // After wait() has seen the thread end: everything it did is visible.
+    void joined() { exitFence_.joined(); }
 
 protected:
     void run() override;
@@ -22,6 +26,7 @@ protected:
 private:
     Nerva* device_;
     std::atomic<bool> stopRequested_{false};
+    ExitFence exitFence_;
 };
 
 } // namespace vireo2

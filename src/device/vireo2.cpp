@@ -21,8 +21,10 @@ Vireo2::~Vireo2()
 {
     Disconnect();
     // Long operations use the device until they end.
-    for (const auto& worker : workers_)
+    for (const auto& worker : workers_) {
         worker->wait();
+        worker->joined();
+    }
 }
 
 void Vireo2::init()

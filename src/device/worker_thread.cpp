@@ -18,6 +18,7 @@ void WorkerThread::run()
     RecursiveMutex* lock = device_->operationMutex();
     if (!lock->tryLock(kOperationLockTimeoutMs)) {
         progress_ = -1.0;
+        exitFence_.threadDone();
         return;
     }
     progress_ = 0.0;
@@ -26,6 +27,7 @@ void WorkerThread::run()
         device_->log()->LogErrorOnly(20502, QStringLiteral("FAILED execute: Missing Arguments"));
     progress_ = succeeded ? 100.0 : -1.0;
     lock->unlock();
+    exitFence_.threadDone();
 }
 
 } // namespace vireo2

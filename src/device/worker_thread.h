@@ -5,6 +5,7 @@
 #include <atomic>
 
 #include "commands/command_host.h"
+#include "threading/locks.h"
 
 namespace vireo2 {
 
@@ -32,6 +33,11 @@ private:
     QStringList arguments_;
     std::atomic<double> progress_{0.0};
     std::atomic<bool> abortRequested_{false};
+    ExitFence exitFence_;
+
+public:
+    // After wait() has seen the thread end: everything it did is visible.
+    void joined() { exitFence_.joined(); }
 };
 
 } // namespace vireo2

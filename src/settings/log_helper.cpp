@@ -66,6 +66,10 @@ void LogHelper::LoadOptions()
 
 QString LogHelper::timestamp()
 {
+    // The local-time conversion reads the C library's time-zone state; the
+    // library's threads take turns at it under a lock of their own.
+    static Mutex localTimeMutex;
+    MutexLocker lock(&localTimeMutex);
     const QDateTime now = QDateTime::currentDateTime();
     const QDate d = now.date();
     const QTime t = now.time();

@@ -4,6 +4,7 @@
 #include <climits>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 
 namespace vireo2 {
 
@@ -24,22 +25,46 @@ private:
 };
 
 // A recursive lock that can be waited for with a bound: the operation lock.
+// Built on a mutex and a condition variable (not a timed pthread mutex,
+// whose timed wait ThreadSanitizer cannot follow). An unlock by a thread
+// that does not hold the lock is ignored.
 class RecursiveMutex {
 public:
-    void lock() { mutex_.lock(); }
-    void unlock() { mutex_.unlock(); }
+    void lock() { tryLock(-1); }
     // Waits at most `timeoutMs` (0: does not wait; negative: waits for ever).
     bool tryLock(int timeoutMs = 0)
     {
-        if (timeoutMs < 0) {
-            mutex_.lock();
+        std::unique_lock<std::mutex> guard(mutex_);
+        const std::thread::id me = std::this_thread::get_id();
+        if (depth_ > 0 && owner_ == me) {
+            ++depth_;
             return true;
         }
-        return mutex_.try_lock_for(std::chrono::milliseconds(timeoutMs));
+        auto free = [this] { return depth_ == 0; };
+        if (timeoutMs < 0)
+            released_.wait(guard, free);
+        else if (!released_.wait_for(guard, std::chrono::milliseconds(timeoutMs), free))
+            return false;
+        owner_ = me;
+        depth_ = 1;
+        return true;
+    }
+    void unlock()
+    {
+        std::lock_guard<std::mutex> guard(mutex_);
+        if (depth_ == 0 || owner_ != std::this_thread::get_id())
+            return;
+        if (--depth_ == 0) {
+            owner_ = std::thread::id();
+            released_.notify_one();
+        }
     }
 
 private:
-    std::recursive_timed_mutex mutex_;
+    std::mutex mutex_;
+    std::condition_variable released_;
+    std::thread::id owner_;
+    int depth_ = 0;
 };
 
 // Holds a lock for its scope; unlock() and relock() hand it over briefly.
@@ -97,6 +122,20 @@ public:
 
 private:
     std::condition_variable_any condition_;
+};
+
+// Hands everything a thread did over to whoever waited for it to end. A
+// QThread's wait() learns of the end through Qt's own mutex, which
+// ThreadSanitizer cannot follow; the thread calls threadDone() as its last
+// step and the waiter joined() after wait(), so the hand-over also runs
+// through a lock the sanitizer sees.
+class ExitFence {
+public:
+    void threadDone() { std::lock_guard<std::mutex> guard(mutex_); }
+    void joined() { std::lock_guard<std::mutex> guard(mutex_); }
+
+private:
+    std::mutex mutex_;
 };
 
 } // namespace vireo2

@@ -163,6 +163,7 @@ void EthernetThread::quitAndWait()
         submit(Request::Quit);
     }
     wait();
+    exitFence_.joined();
 }
 
 bool EthernetThread::result() const
@@ -279,6 +280,7 @@ void EthernetThread::run()
     lock.unlock();
     delete socket_;
     socket_ = nullptr;
+    exitFence_.threadDone();
 }
 
 // Waits (mutex_ held) until a request or a disconnection needs attention.

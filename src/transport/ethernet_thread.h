@@ -89,6 +89,7 @@ private:
     int doRead();
 
     CEthernet* owner_;
+    ExitFence exitFence_;
 
     // Serialises requesters: one request is in flight at a time.
     Mutex submitMutex_;
