@@ -6,22 +6,16 @@
 
 #include "colour/colorimetry.h"
 #include "colour/illuminants.h"
+#include "colour/lab_function.h"
 #include "colour/weight_reader.h"
 
 namespace vireo2::colour {
 
 namespace {
 
-// The same constants as the single-spectrum path (colorimetry.cpp).
-constexpr double kWeightScale = 100000.0;
-constexpr double kLabThreshold = 0.008856;
-constexpr double kLabSlope = 7.787;
-constexpr double kLabOffset = 0.137931034;
-constexpr double kLightnessSlope = 903.292;
-
 double labFunction(double t) noexcept
 {
-    return t > kLabThreshold ? fastCubeRoot(t) : kLabSlope * t + kLabOffset;
+    return lab::f(t, fastCubeRoot);
 }
 
 } // namespace
@@ -44,7 +38,7 @@ double fastCubeRoot(double x) noexcept
     return y;
 }
 
-bool SpectraToLab(const double* spectra, std::size_t count, int index, double* lab) noexcept
+bool SpectraToLab(const double* spectra, std::size_t count, int index, double* labValues) noexcept
 {
     if (!IsValidIlluminant(index))
         return false;
@@ -53,9 +47,9 @@ bool SpectraToLab(const double* spectra, std::size_t count, int index, double* l
     const double* wx = weights.row[kRowX];
     const double* wy = weights.row[kRowY];
     const double* wz = weights.row[kRowZ];
-    const double toX = 1.0 / (kWeightScale * white.Xn);
-    const double toY = 1.0 / (kWeightScale * white.Yn);
-    const double toZ = 1.0 / (kWeightScale * white.Zn);
+    const double toX = 1.0 / (lab::kWeightScale * white.Xn);
+    const double toY = 1.0 / (lab::kWeightScale * white.Yn);
+    const double toZ = 1.0 / (lab::kWeightScale * white.Zn);
     for (std::size_t k = 0; k < count; ++k) {
         const double* s = spectra + k * kSpectrumLength;
         double x = 0.0, y = 0.0, z = 0.0;
@@ -68,8 +62,8 @@ bool SpectraToLab(const double* spectra, std::size_t count, int index, double* l
         y *= toY;
         z *= toZ;
         const double fy = labFunction(y);
-        double* out = lab + 3 * k;
-        out[0] = y > kLabThreshold ? 116.0 * fy - 16.0 : kLightnessSlope * y;
+        double* out = labValues + 3 * k;
+        out[0] = lab::lightness(y, fy);
         out[1] = 500.0 * (labFunction(x) - fy);
         out[2] = 200.0 * (fy - labFunction(z));
     }

@@ -2,23 +2,20 @@
 
 #include <cmath>
 
+#include "colour/lab_function.h"
 #include "colour/weight_reader.h"
 
 namespace vireo2::colour {
 
 namespace {
 
-constexpr double kWeightScale = 100000.0;
-constexpr double kLabThreshold = 0.008856;
-constexpr double kLabSlope = 7.787;
-constexpr double kLabOffset = 0.137931034;
-constexpr double kLightnessSlope = 903.292;
+using lab::kWeightScale;
 constexpr double kHueForZeroA = 0.000001;
 constexpr double kDegreesPerRadian = 180.0 / 3.14159265358979323846;
 
 double labFunction(double t) noexcept
 {
-    return t > kLabThreshold ? std::cbrt(t) : kLabSlope * t + kLabOffset;
+    return lab::f(t, [](double v) { return std::cbrt(v); });
 }
 
 Triple labDifference(const double* standard, const double* sample, int index) noexcept
@@ -60,8 +57,7 @@ Triple XYZToLab(double X, double Y, double Z, int index) noexcept
     const double y = Y / white.Yn;
     const double z = Z / white.Zn;
     const double fy = labFunction(y);
-    const double lightness = y > kLabThreshold ? 116.0 * fy - 16.0 : kLightnessSlope * y;
-    return {lightness, 500.0 * (labFunction(x) - fy), 200.0 * (fy - labFunction(z))};
+    return {lab::lightness(y, fy), 500.0 * (labFunction(x) - fy), 200.0 * (fy - labFunction(z))};
 }
 
 Triple XYZToHunterLab(double X, double Y, double Z, int index) noexcept
