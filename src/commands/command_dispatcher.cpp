@@ -34,23 +34,23 @@ const std::array<CommandHandler, kCommandCount>& handlerTable()
         abortLongOperation,        // 15
         nullptr,                   // 16 scanset
         scanConfig,                // 17
-        notAvailable,              // 18 scanstart
+        scanStart,                 // 18
         scanGetStatus,             // 19
         scanAbort,                 // 20
         scanGetCount,              // 21
         scanGetData,               // 22
-        notAvailable,              // 23 scanposition
-        notAvailable,              // 24 scanfile
+        scanPosition,              // 23
+        scanFile,                  // 24
         notAvailable,              // 25 multistripconfig
         scanIsSupported,           // 26
         notAvailable,              // 27 retrieveprofile
-        notAvailable,              // 28 autoscanpaper
-        notAvailable,              // 29 autoscanconfig
-        notAvailable,              // 30 autoscanunusedpatches
-        notAvailable,              // 31 autoscanstart
-        notAvailable,              // 32 autoscansheetlength
-        notAvailable,              // 33 autoscanpatchoffset
-        notAvailable,              // 34 autoscansheetedge
+        autoScanPaper,             // 28
+        autoScanConfig,            // 29
+        autoScanUnusedPatches,     // 30
+        autoScanStart,             // 31
+        autoScanSheetLength,       // 32
+        autoScanPatchOffset,       // 33
+        autoScanSheetEdge,         // 34
         batteryState,              // 35
         notAvailable,              // 36 editlibrary
         notAvailable,              // 37 userprofileset
@@ -58,9 +58,9 @@ const std::array<CommandHandler, kCommandCount>& handlerTable()
         toolGoto,                  // 39
         getButtonsTriggered,       // 40
         notAvailable,              // 41 systemupdate
-        notAvailable,              // 42 gohome
-        notAvailable,              // 43 tr3
-        notAvailable,              // 44 charging
+        goHome,                    // 42
+        tr3Command,                // 43
+        charging,                  // 44
         sendCommand,               // 45
         notAvailable,              // 46 addjobtemplate
         notAvailable,              // 47 editjobtemplate

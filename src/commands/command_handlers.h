@@ -71,5 +71,20 @@ QString scanAbort(CommandContext& context);
 QString scanGetCount(CommandContext& context);
 QString scanGetData(CommandContext& context);
 QString scanIsSupported(CommandContext& context);
+QString scanStart(CommandContext& context);
+
+// track_commands.cpp: track scans.
+QString autoScanConfig(CommandContext& context);
+QString autoScanStart(CommandContext& context);
+QString goHome(CommandContext& context);
+QString tr3Command(CommandContext& context);
+QString charging(CommandContext& context);
+QString autoScanPaper(CommandContext& context);
+QString autoScanUnusedPatches(CommandContext& context);
+QString scanPosition(CommandContext& context);
+QString scanFile(CommandContext& context);
+QString autoScanSheetLength(CommandContext& context);
+QString autoScanPatchOffset(CommandContext& context);
+QString autoScanSheetEdge(CommandContext& context);
 
 } // namespace vireo2

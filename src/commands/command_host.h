@@ -8,6 +8,7 @@
 namespace vireo2 {
 
 class LogHelper;
+class Vireo2Scanning;
 struct DeviceSettings;
 
 // The operation lock held for one command line. Destroying it releases the
@@ -74,6 +75,11 @@ public:
     virtual int scanAbort() = 0;
     virtual int scanGetCount() = 0;
     virtual QString scanGetData(int patchIndex, int dataSet) = 0;
+    virtual int scanStart() = 0;
+    // The scanning engine and the streamed-data poll of a track scan
+    // (2 while more data follows).
+    virtual Vireo2Scanning& scanning() = 0;
+    virtual int pollStreamedScan() = 0;
 };
 
 } // namespace vireo2

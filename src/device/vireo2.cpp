@@ -3,9 +3,23 @@
 
 #include "commands/command_table.h"
 #include "device/worker_thread.h"
+#include "scanning/scan_host.h"
 #include "scanning/vireo2_scanning.h"
 
 namespace vireo2 {
+namespace {
+
+class DeviceScanHost : public ScanHost {
+public:
+    explicit DeviceScanHost(Vireo2& device) : device_(device) {}
+    LogHelper& log() override { return *device_.log(); }
+    int scanAbort() override { return device_.ScanAbort(); }
+
+private:
+    Vireo2& device_;
+};
+
+} // namespace
 
 Vireo2::Vireo2()
     : settings_(DeviceSettings::load(QStringLiteral("Vireo2"))),
@@ -13,6 +27,8 @@ Vireo2::Vireo2()
       commandIds_(commandMap())
 {
     wavelengthCount_ = 31;
+    scanHost_ = std::make_unique<DeviceScanHost>(*this);
+    scanning_->setHost(scanHost_.get());
     if (!settings_.dataPathProblem.isEmpty())
         log_->WriteLine(settings_.dataPathProblem);
 }

@@ -17,6 +17,7 @@ class CTransport;
 class CEthernet;
 class USB;
 class Vireo2Scanning;
+class ScanHost;
 class WorkerThread;
 
 // The Vireo2 instrument: connection, identification, status polling,
@@ -104,8 +105,7 @@ protected:
     void releaseTransports();
     // The instrument's address on its USB network link.
     virtual QByteArray usbNetworkAddress() const;
-    // The track accessory link; it is not available yet, so a track in use
-    // fails the connection.
+    // The track accessory link, opened first when the track is in use.
     virtual bool connectTrack(const QString& address);
     virtual void disconnectTrack();
 
@@ -131,6 +131,8 @@ protected:
     // Scan parts of the status poll (vireo2_scan_poll.cpp); the scanning
     // engine supplies them.
     int pollInstrumentScan();
+    int pollStreamedData();
+    bool streamedScan() const;
     bool scanEngineFinished();
     void scanEngineFailed();
     void collectScanData();
@@ -191,7 +193,11 @@ protected:
     std::atomic<qint32> scanResultCode_{0};
     std::atomic<bool> scanAborted_{false};
     std::atomic<bool> scanDataRead_{false};
+    mutable Mutex scannedMutex_;  // the store is read by host threads beside the poll
     QList<QList<QList<double>>> scannedPatches_;
+    bool headSeenMoving_ = false;
+    // The scanning engine's view of the device (error record, ScanAbort).
+    std::unique_ptr<ScanHost> scanHost_;
     QString scanTrigger_ = QStringLiteral("0");
 
     // Command interface

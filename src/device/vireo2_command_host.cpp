@@ -151,4 +151,19 @@ QString Vireo2CommandHost::scanGetData(int patchIndex, int dataSet)
     return device_.ScanGetData(patchIndex, dataSet);
 }
 
+int Vireo2CommandHost::scanStart()
+{
+    return device_.ScanStart();
+}
+
+Vireo2Scanning& Vireo2CommandHost::scanning()
+{
+    return *device_.scanning();
+}
+
+int Vireo2CommandHost::pollStreamedScan()
+{
+    return device_.pollStreamedData();
+}
+
 } // namespace vireo2

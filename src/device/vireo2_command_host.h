@@ -37,6 +37,9 @@ public:
     int scanAbort() override;
     int scanGetCount() override;
     QString scanGetData(int patchIndex, int dataSet) override;
+    int scanStart() override;
+    Vireo2Scanning& scanning() override;
+    int pollStreamedScan() override;
 
 private:
     Vireo2& device_;

@@ -1,5 +1,6 @@
 // Connecting, identifying and disconnecting the instrument.
 #include "device/vireo2.h"
+#include "scanning/vireo2_scanning.h"
 #include "threading/locks.h"
 
 #include <QThread>
@@ -271,15 +272,15 @@ void Vireo2::ClosePort()
         transport->ClosePort();
 }
 
-// The track accessory link lands with the scanning engine; until then no
-// track answers.
 bool Vireo2::connectTrack(const QString& address)
 {
-    log_->LogErrorOnly(kConnectFailed, QStringLiteral("Unable to connect to TR3 - %1: no track link").arg(address));
-    return false;
+    return scanning_->connect(address);
 }
 
-void Vireo2::disconnectTrack() {}
+void Vireo2::disconnectTrack()
+{
+    scanning_->disconnect();
+}
 
 QString Vireo2::buttonText() const
 {

@@ -1,40 +1,176 @@
-// The scan parts of the status poll. The scanning engine does not drive
-// scans yet: its state stays idle, so these are reached only once scanning
-// lands, and until then they report "nothing happened".
-#include "device/vireo2.h"
+// The scan parts of the status poll: the read-back of a scan made on the
+// instrument, the streamed-data poll of a track scan ("Scan Get Refls"),
+// and the end of a traverse.
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
+#include "device/vireo2.h"
 #include "scanning/vireo2_scanning.h"
+#include "transport/reply_parser.h"
 
 namespace vireo2 {
+namespace {
 
-// Poll code of a running instrument scan (0 nothing, 2 more to come,
-// 8 complete, anything else failed).
+constexpr int kReadBackTimeoutMs = 10000;
+constexpr int kStreamPollTimeoutMs = 6000;
+constexpr int kStopTimeoutMs = 3000;
+constexpr int kPacketPrefix = 11;  // "SCAN 0x90 |"
+constexpr int kShortestPacket = 10;
+constexpr float kFloor = 0.0001f;
+
+// Poll codes of the streamed-data poll.
+constexpr int kMoreData = 2;
+constexpr int kComplete = 8;
+
+} // namespace
+
+// The streamed-scan flag: the instrument streams its readings while the head
+// moves ("Options/StreamedScan" in the device store, on unless "0").
+bool Vireo2::streamedScan() const
+{
+    return settings_.device->with([](QSettings& store) {
+        return store.value(QStringLiteral("Options/StreamedScan"), QStringLiteral("1")).toString() != QLatin1String("0");
+    });
+}
+
 int Vireo2::pollInstrumentScan()
 {
-    return 0;
+    if (!streamedScan()) {
+        // Without streamed data the head's motion tells when the traverse
+        // ended; the patches then come from "scan.csv".
+        if (scanning_->headMoving()) {
+            headSeenMoving_ = true;
+            return kMoreData;
+        }
+        if (headSeenMoving_) {
+            headSeenMoving_ = false;
+            scanning_->replayScanCsv();
+        }
+        return 0;
+    }
+    return pollStreamedData();
+}
+
+int Vireo2::pollStreamedData()
+{
+    QByteArray reply;
+    const qint32 status = Transact(QStringLiteral("Scan Get Refls"), reply, kStreamPollTimeoutMs);
+    switch (status) {
+    case -1:
+        return scanning_->fail();
+    case 0x00:
+        if (!scanning_->headMoving())
+            return kComplete;
+        log_->LogError(0x501A, QStringLiteral("FAILED: Scan data ended prematurely %1").arg(status));
+        return scanning_->fail();
+    case 0x05:
+        return kMoreData;
+    case 0x07:
+        return kComplete;
+    case 0x90: {
+        const QByteArray packet = reply.mid(kPacketPrefix);
+        if (packet.size() >= kShortestPacket)
+            return scanning_->acceptStreamPacket(packet);
+        log_->LogErrorOnly(0x501A, QStringLiteral("Code 0x90 with no json packet"));
+        return kMoreData;
+    }
+    case 0x91:
+        log_->LogError(0x501A, QStringLiteral("FAILED: Instrument scan buffer overflow"));
+        return scanning_->fail();
+    default:
+        log_->LogError(status, QString::asprintf("FAILED: Status Error %02X", unsigned(status)));
+        return scanning_->fail();
+    }
 }
 
 bool Vireo2::scanEngineFinished()
 {
-    return false;
+    return !scanning_->headMoving();
 }
 
 void Vireo2::scanEngineFailed()
 {
-    scanning_->setState(Vireo2Scanning::kFailed);
+    scanning_->fail();
 }
 
-void Vireo2::collectScanData() {}
+// The traverse is over: the last readings, then the patches.
+void Vireo2::collectScanData()
+{
+    if (!streamedScan())
+        return;
+    while (pollStreamedData() == kMoreData && scanning_->state() == Vireo2Scanning::kScanning) {
+    }
+    if (scanning_->state() == Vireo2Scanning::kScanning)
+        scanning_->finishStreamedScan();
+}
 
-// Read-back of a scan made on the instrument.
+// Read-back of a scan made on the instrument: "scan get patchrecrefls"
+// answers with the patches as JSON after the first "|".
 bool Vireo2::readScanData()
 {
-    scanDataRead_ = true;
-    return false;
+    scanDataRead_ = false;
+    QByteArray reply;
+    if (Transact(QStringLiteral("scan get patchrecrefls"), reply, kReadBackTimeoutMs) != 0) {
+        scanDataRead_ = true;
+        return false;
+    }
+    const int bar = reply.indexOf('|');
+    const QByteArray json = bar >= 0 ? reply.mid(bar + 1) : reply;
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (json.isEmpty() || error.error != QJsonParseError::NoError) {
+        scanDataRead_ = true;
+        return false;
+    }
+    const int sets = GetSpectralSetCount();
+    const int values = GetWavelengthCount();
+    QList<QList<QList<double>>> patches;
+    // The store holds what was read, also when a patch falls short.
+    auto store = [&] {
+        MutexLocker lock(&scannedMutex_);
+        scannedPatches_ = patches;
+        scanDataRead_ = true;
+    };
+    for (const QJsonValue& element : document.object().value(QLatin1String("scan")).toArray()) {
+        QList<QList<double>> patch;
+        for (int set = 0; set < sets; ++set) {
+            const QString name = GetSpectralSetName(set);
+            const QJsonArray spectrum = element.toObject().value(name).toArray();
+            if (spectrum.size() < values) {
+                log_->LogError(0x5012, QStringLiteral("FAILED readMeasurementData: Insufficient spectral data - Angle=%1").arg(name));
+                patch.append(QList<double>());
+                patches.append(patch);
+                store();
+                return false;
+            }
+            QList<double> data;
+            data.reserve(values);
+            for (int i = 0; i < values; ++i) {
+                const double value = spectrum.at(i).toDouble();
+                data.append(value < 0.0001 ? double(kFloor) : value);
+            }
+            patch.append(data);
+        }
+        patches.append(patch);
+    }
+    store();
+    return true;
 }
 
-void Vireo2::checkTrackCompletion() {}
+// Without the instrument the track's own completion: nothing to check when
+// the instrument reports every reading itself.
+void Vireo2::checkTrackCompletion()
+{
+    if (scanning_->state() == Vireo2Scanning::kScanning && !scanning_->headMoving())
+        scanning_->replayScanCsv();
+}
 
-void Vireo2::startTrackScan() {}
+// The instrument's button asked for a track scan: a host asks
+// "IsScanRequested" and starts it with "autoscanstart".
+void Vireo2::startTrackScan()
+{
+    scanning_->setScanRequested(true);
+}
 
 } // namespace vireo2

@@ -98,14 +98,17 @@ void Vireo2::CheckStatus()
         return;
 
     const QString pressed = checkButton();
-    if (!pressed.isEmpty() && !instrumentPresent_ && trackInUse_) {
-        const QString first = pressed.section(QLatin1Char(' '), 0, 0);
-        if (first.contains(QLatin1String("Start_Scan_Measurement"), Qt::CaseInsensitive)) {
-            startTrackScan();
-            unlock();
-            return;
-        }
+    const bool scanButton = pressed.section(QLatin1Char(' '), 0, 0)
+                                .contains(QLatin1String("Start_Scan_Measurement"), Qt::CaseInsensitive);
+    if (scanButton && !instrumentPresent_ && trackInUse_) {
+        startTrackScan();
+        unlock();
+        return;
     }
+    // On the track the instrument's scan button asks the host for a
+    // traverse: "IsScanRequested" answers "1" until the host asked.
+    if (scanButton && trackInUse_)
+        scanning_->setScanRequested(true);
 
     bool finished = false;
     if (!checkMeasurement(finished))

@@ -1,6 +1,21 @@
 #include "scanning/vireo2_scanning.h"
 
+#include "scanning/scan_host.h"
+#include "scanning/tr3_link.h"
+#include "settings/log_helper.h"
+
 namespace vireo2 {
+
+Vireo2Scanning::Vireo2Scanning() = default;
+
+Vireo2Scanning::Vireo2Scanning(ScanHost* host) : host_(host) {}
+
+Vireo2Scanning::~Vireo2Scanning() = default;
+
+LogHelper& Vireo2Scanning::log() const
+{
+    return host_->log();
+}
 
 int Vireo2Scanning::status()
 {
@@ -10,6 +25,112 @@ int Vireo2Scanning::status()
     if (terminal && state_.compare_exchange_strong(current, kIdle))
         return current;
     return current;
+}
+
+bool Vireo2Scanning::connect(const QString& address)
+{
+    if (!link_)
+        link_ = std::make_unique<Tr3Link>(log());
+    if (!link_->open(address))
+        return false;
+    linkUp_ = true;
+    expectedPatchCount_ = 0;
+    patchWidth_ = 0.0;
+    scanRequested_ = false;
+    state_ = kIdle;
+    return true;
+}
+
+void Vireo2Scanning::disconnect()
+{
+    if (link_)
+        link_->close();
+    linkUp_ = false;
+    scanRequested_ = false;
+}
+
+qint32 Vireo2Scanning::exchange(const QString& command, QByteArray& reply)
+{
+    if (!link_) {
+        reply.clear();
+        log().setErrorCode(0x5001);
+        return 0x5001;
+    }
+    return link_->exchange(command, reply);
+}
+
+QString Vireo2Scanning::passThrough(const QString& command)
+{
+    QByteArray reply;
+    if (exchange(command, reply) != 0)
+        return QString();
+    return QString::fromLatin1(reply);
+}
+
+QString Vireo2Scanning::passThroughWithStatus(const QString& command)
+{
+    QByteArray reply;
+    const qint32 status = exchange(command, reply);
+    if (status == 0)
+        return QStringLiteral("<00>");
+    if (Tr3Link::parseStatus(reply, nullptr))
+        return QString::fromLatin1(reply);
+    return QStringLiteral("FAILED TR3 command %1: error %2").arg(command).arg(status);
+}
+
+int Vireo2Scanning::fail()
+{
+    // The abort below stops the track, and a track that fails to answer
+    // there fails again: the nested call only sets the state.
+    static thread_local bool failing = false;
+    state_ = kFailed;
+    if (failing || !host_)
+        return kFailed;
+    failing = true;
+    const qint32 code = log().errorCode();
+    const QByteArray text = log().errorText();
+    host_->scanAbort();
+    state_ = kFailed;
+    log().setError(code, QString::fromLatin1(text));
+    failing = false;
+    return kFailed;
+}
+
+void Vireo2Scanning::armScan(int dataSetsPerPatch)
+{
+    dataSetsPerPatch_ = dataSetsPerPatch;
+    MutexLocker lock(&listMutex_);
+    patches_.clear();
+}
+
+int Vireo2Scanning::patchCount() const
+{
+    MutexLocker lock(&listMutex_);
+    return int(patches_.size());
+}
+
+ScanRecordList Vireo2Scanning::patches() const
+{
+    MutexLocker lock(&listMutex_);
+    return patches_;
+}
+
+ScanRecordList Vireo2Scanning::measurements() const
+{
+    MutexLocker lock(&listMutex_);
+    return measurements_;
+}
+
+void Vireo2Scanning::setPatches(ScanRecordList patches)
+{
+    MutexLocker lock(&listMutex_);
+    patches_ = std::move(patches);
+}
+
+void Vireo2Scanning::setPaperReference(double L, double a, double b)
+{
+    paperLab_ = {L, a, b};
+    paperReferenceSet_ = true;
 }
 
 } // namespace vireo2

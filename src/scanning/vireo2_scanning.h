@@ -1,13 +1,29 @@
 #pragma once
 
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <array>
 #include <atomic>
+#include <memory>
+
+#include "scanning/motion_profile.h"
+#include "scanning/scan_record.h"
+#include "threading/locks.h"
 
 namespace vireo2 {
 
-// The scanning engine of the device. It holds the scan state that the status
-// poll and the scan exports read: 0 idle, 2 scanning, 3 patch data ready,
-// 5 aborted on the instrument, 6 stopped by the caller, 7 head not home,
-// -1 failed. Track-mode scanning builds on this state.
+class LogHelper;
+class ScanHost;
+class Tr3Link;
+
+// The scanning engine of the device: the scan state that the status poll and
+// the scan exports read, the link to the TR3 track and the track operations
+// (stop, home, references, configure, traverse), the measurements streamed
+// during a traverse and the patches built from them. Runs on the caller's
+// thread; track exchanges are serialised by the device's operation lock,
+// which every caller holds. The measurement and patch lists are read
+// unlocked by the data exports, so they sit behind a mutex of their own.
 class Vireo2Scanning {
 public:
     static constexpr int kIdle = 0;
@@ -18,27 +34,156 @@ public:
     static constexpr int kHeadNotHome = 7;
     static constexpr int kFailed = -1;
 
+    static constexpr qint32 kErrorHeadPosition = 0x5302;  // also "TR3 is not connected"
+    static constexpr qint32 kErrorInvalidWidth = 0x5301;
+    static constexpr qint32 kErrorBuild = 0x5303;
+    static constexpr qint32 kErrorData = 0x501A;
+
+    // Speed record: samples per patch, top speed (mm/s), longest traverse
+    // (mm), sample rate (per s); the traverse length comes from the track.
+    static constexpr double kMargin = 2.0;
+    static constexpr double kSamplesPerPatch = 2.0;
+    static constexpr double kMaximumSpeed = 150.0;
+    static constexpr double kMaximumTraverse = 1060.0;
+    static constexpr double kSampleRate = 90.0;
+    static constexpr int kHomePolls = 120;
+    static constexpr int kHomePollMs = 250;
+
+    Vireo2Scanning();
+    explicit Vireo2Scanning(ScanHost* host);
+    ~Vireo2Scanning();
+
+    void setHost(ScanHost* host) { host_ = host; }
+
     void setTrackInUse(bool inUse) { trackInUse_ = inUse; }
     bool trackInUse() const { return trackInUse_; }
 
     int state() const { return state_; }
     void setState(int state) { state_ = state; }
-
     // Reads the state; terminal values (3, 5, 6, -1) are reported once and
     // the state returns to idle.
     int status();
 
-    int patchCount() const { return 0; }
+    // --- Link (tr3_link.cpp does the wire work) -------------------------
+    bool connect(const QString& address);
+    void disconnect();
+    bool linkUp() const { return linkUp_; }
+    // One track command; the track's status or the link's error code.
+    qint32 exchange(const QString& command, QByteArray& reply);
+    // The track's reply, empty when the exchange failed ("tr3 WORD").
+    QString passThrough(const QString& command);
+    // "<00>" when the track accepted the command, otherwise the error text.
+    QString passThroughWithStatus(const QString& command);
+
+    // --- Track operations (track_operations.cpp) ------------------------
+    bool stop();
+    bool home();
+    bool headMoving();
+    bool readReferences();
+    bool configure(int patchCount, double patchWidth);
+    // "autoscanconfig WIDTH ...": the command interface's configuration,
+    // with its own error texts.
+    bool autoConfigure(const QStringList& words);
+    // First step of "autoscanstart"; false with the error recorded.
+    bool prepareTrackScan(const QStringList& words);
+    // Starts the head moving; false with the error recorded (the status
+    // code to throw is the error record's).
+    bool startTraverse();
+    // Sets the failure state and aborts through the device, keeping the
+    // cause in the error record; returns -1.
+    int fail();
+
+    // --- Streamed measurements (stream_packets.cpp, measurement_records.cpp)
+    // Called when a traverse is armed: empties the lists.
+    void armScan(int dataSetsPerPatch);
+    // One 0x90 packet's JSON: appends its readings. 2 when taken, else the
+    // failure routine's -1 (error recorded).
+    int acceptStreamPacket(const QByteArray& json);
+    // End of a streamed scan: references, records, patches; sets the state.
+    bool finishStreamedScan();
+    // "autoscanconfig": builds patches from whatever was recorded last.
+    QString scanRecordedData();
+
+    // --- Read-out ------------------------------------------------------
+    int patchCount() const;
+    ScanRecordList patches() const;
+    ScanRecordList measurements() const;
+    void setPatches(ScanRecordList patches);
+    int dataSetsPerPatch() const { return dataSetsPerPatch_; }
+
+    // Scan configuration and results.
+    int expectedPatchCount() const { return expectedPatchCount_; }
+    double patchWidth() const { return patchWidth_; }
+    double trackSpeed() const { return trackSpeed_; }
+    double sampleSpacing() const { return sampleSpacing_; }
+    double traverseLength() const { return traverseLength_; }
+    std::array<double, 4> references() const { return {refA_, refB_, refC_, refD_}; }
+    std::array<double, 3> paperReference() const { return paperLab_; }
+    void setPaperReference(double L, double a, double b);
+    bool paperReferenceSet() const { return paperReferenceSet_; }
+    double sheetEdge() const { return sheetEdge_; }
+    double farSheetEdge() const { return farSheetEdge_; }
+    double patchOffset() const { return patchOffset_; }
+    int patchLimit() const { return patchLimit_; }
+    void setPatchLimit(int limit) { patchLimit_ = limit; }
+    int sheetNumber() const { return sheetNumber_; }
 
     // A scan trigger reported by the track and not yet asked for; asking
     // clears it.
     void setScanRequested(bool requested) { scanRequested_ = requested; }
     bool takeScanRequested() { return scanRequested_.exchange(false); }
 
+    // Strip files (strip_files.cpp): the measurement or patch list of the
+    // current sheet beside the communication log ("007.csv", "007p.csv").
+    QString stripFilePath(bool measurementFile) const;
+    bool saveStripFiles(bool measurementFile);
+    bool saveStripDataToFile(const QString& path, const ScanRecordList& records);
+    bool loadStripDataFromFile(const QString& path, ScanRecordList* records);
+    // "scanfile NAME": loads a saved measurement file and builds from it.
+    QString replayScanFile(const QString& name);
+    // The end of a traverse without streamed data: "scan.csv" in the
+    // current directory becomes the patch list.
+    bool replayScanCsv();
+
 private:
+    LogHelper& log() const;
+    void prepareMeasurements(ScanRecordList& records);
+    bool buildPatches(const ScanRecordList& records);
+    bool concludeBuild(const ScanRecordList& records);
+    bool referenceReply(const QString& command, double* first, double* second, QByteArray& reply);
+    void readTraverseLength();
+
+    ScanHost* host_ = nullptr;
+    std::unique_ptr<Tr3Link> link_;
     std::atomic<bool> trackInUse_{false};
     std::atomic<int> state_{kIdle};
     std::atomic<bool> scanRequested_{false};
+    bool linkUp_ = false;
+    bool atHome_ = false;
+    bool scanInProgress_ = false;
+    int startDelayMs_ = 100;
+
+    int dataSetsPerPatch_ = ScanRecord::kSetCount;
+    int expectedPatchCount_ = 0;
+    double patchWidth_ = 0.0;
+    double trackSpeed_ = 0.0;
+    double sampleSpacing_ = 0.0;
+    double traverseLength_ = kMaximumTraverse;
+    int patchLimit_ = 0;
+    int sheetNumber_ = 0;
+    double refA_ = 0.0, refB_ = 0.0, refC_ = 0.0, refD_ = 0.0;
+    double scale_ = 1.0;
+    MotionProfile motion_;
+    std::array<double, 3> paperLab_{0.0, 0.0, 0.0};
+    bool paperReferenceSet_ = false;
+    double sheetEdge_ = 0.0;
+    double farSheetEdge_ = 0.0;
+    double patchOffset_ = 0.0;
+    int lastPacketSequence_ = -1;
+
+    mutable Mutex listMutex_;
+    ScanRecordList measurements_;
+    ScanRecordList patches_;
 };
 
 } // namespace vireo2

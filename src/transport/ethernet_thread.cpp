@@ -428,6 +428,14 @@ bool EthernetThread::doWrite()
     return true;
 }
 
+int EthernetThread::readinessWaitMs(const QElapsedTimer& timer) const
+{
+    if (!owner_->readBoundedByTimeout())
+        return kReadinessWaitMs;
+    const qint64 left = qint64(readTimeoutMs_) - timer.elapsed();
+    return int(qBound<qint64>(1, left + 1, kReadinessWaitMs));
+}
+
 int EthernetThread::doRead()
 {
     assembler_.reset(readPacketMode_);
@@ -439,8 +447,8 @@ int EthernetThread::doRead()
     timer.start();
     while (socket_->state() != QAbstractSocket::UnconnectedState) {
         // Bytes already buffered by the socket need no waiting.
-        if (socket_->bytesAvailable() == 0 && !socket_->waitForReadyRead(kReadinessWaitMs))
-            socket_->waitForReadyRead(kReadinessWaitMs);
+        if (socket_->bytesAvailable() == 0 && !socket_->waitForReadyRead(readinessWaitMs(timer)))
+            socket_->waitForReadyRead(readinessWaitMs(timer));
         const qint64 count = socket_->read(chunk_.data(), kReadChunk);
         if (count > 0 && assembler_.append(chunk_.constData(), count) != bcp::PacketAssembler::State::Incomplete)
             return assembler_.buffer().size();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include "threading/locks.h"
 #include <QString>
 #include <QThread>
@@ -86,6 +87,8 @@ private:
     void settlePeerClosed();
     bool doConnect();
     bool doWrite();
+    // One readiness wait of a read started at `timer`.
+    int readinessWaitMs(const QElapsedTimer& timer) const;
     int doRead();
 
     CEthernet* owner_;

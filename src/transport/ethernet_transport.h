@@ -34,6 +34,11 @@ public:
     // Written by the worker thread (connect, disconnect notice).
     void setConnected(bool connected) { connected_.store(connected); }
     bool packetMode() const { return packetMode_; }
+    // Caps each readiness wait of a read at the read's own timeout, so a
+    // short read (the track link's 100 ms follow-up) ends on time instead
+    // of after the instrument link's 2 s rounds. Off by default.
+    void setReadBoundedByTimeout(bool on) { readBoundedByTimeout_.store(on); }
+    bool readBoundedByTimeout() const { return readBoundedByTimeout_.load(); }
 
     // True while some CEthernet in the process runs SendReceive.
     static bool exchangeInProgress();
@@ -56,6 +61,7 @@ private:
     mutable Mutex threadMutex_;
     std::shared_ptr<EthernetThread> thread_;
     std::atomic<bool> connected_{false};
+    std::atomic<bool> readBoundedByTimeout_{false};
 };
 
 } // namespace vireo2

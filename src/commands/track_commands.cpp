@@ -1,0 +1,186 @@
+// The track-scan commands: configuration and start of a traverse, the raw
+// track link, homing, the paper reference, replay, and the results of the
+// last traverse.
+#include <QThread>
+#include <limits>
+
+#include "commands/command_context.h"
+#include "commands/command_error.h"
+#include "commands/command_handlers.h"
+#include "scanning/vireo2_scanning.h"
+#include "settings/log_helper.h"
+
+namespace vireo2 {
+namespace {
+
+constexpr int kAcquireTimeoutMs = 3000;
+constexpr int kTriggerTimeoutMs = 5000;
+constexpr int kPaperAcquisitionMs = 5000;
+constexpr int kDefaultAcquisition = 400;
+constexpr qint32 kNeedsCalibration = 20489;   // 0x5009
+constexpr qint32 kBatteryLow = 21253;         // 0x5305
+constexpr qint32 kInstrumentStatus = 20507;   // 0x501B
+constexpr qint32 kBatteryStatus = 0x1B;
+constexpr int kMoreData = 2;
+
+double numberArgument(const QString& word)
+{
+    bool ok = false;
+    const double value = word.toDouble(&ok);
+    if (!ok)
+        throw ArgumentFault{kInvalidArgument};
+    return value;
+}
+
+QString millimetres(double value)
+{
+    return QString::number(value, 'f', 2);
+}
+
+void requireOk(CommandContext& context, const QString& command, int timeoutMs)
+{
+    if (!context.exchange(command, timeoutMs).ok())
+        context.fail();
+}
+
+} // namespace
+
+QString scanStart(CommandContext& context)
+{
+    if (!context.host.scanStart())
+        context.fail();
+    return QStringLiteral("<00>");
+}
+
+// "autoscanconfig WIDTH [ACQUIRE]": configures the track for the width;
+// ACQUIRE 1 first records 5 s of readings with the head standing still.
+// Builds patches from what was recorded and answers "<00>".
+QString autoScanConfig(CommandContext& context)
+{
+    Vireo2Scanning& engine = context.host.scanning();
+    if (!engine.autoConfigure(context.line.words()))
+        context.fail();
+    const QString acquire = context.line.word(2);
+    bool ok = false;
+    const int mode = acquire.isEmpty() ? kDefaultAcquisition : acquire.toInt(&ok);
+    if (mode == 1) {
+        requireOk(context, QStringLiteral("Scan Acquire Start"), kAcquireTimeoutMs);
+        QThread::msleep(kPaperAcquisitionMs);
+        requireOk(context, QStringLiteral("Scan Acquire Stop"), kAcquireTimeoutMs);
+        while (context.host.pollStreamedScan() == kMoreData) {
+        }
+    }
+    const QString result = engine.scanRecordedData();
+    if (result.isEmpty())
+        context.fail();
+    return result;
+}
+
+// "autoscanstart [SHEET]": prepares the track, starts the instrument's
+// acquisition and the traverse; the status poll follows the scan from there.
+QString autoScanStart(CommandContext& context)
+{
+    Vireo2Scanning& engine = context.host.scanning();
+    if (!engine.prepareTrackScan(context.line.words()))
+        context.fail();
+    if (engine.state() == Vireo2Scanning::kStopped)
+        return QStringLiteral("<00>");
+    LogHelper& log = context.host.log();
+    if (context.host.calibrationStatus() != 0) {
+        context.host.scanAbort();
+        log.LogErrorOnly(kNeedsCalibration, QStringLiteral("Instrument requires calibration."));
+        throw CommandFailed{kNeedsCalibration};
+    }
+    context.exchange(QStringLiteral("Button Triggered?"), kTriggerTimeoutMs);
+    const CommandContext::Reply started = context.exchange(QStringLiteral("Scan Acquire Start"), kAcquireTimeoutMs);
+    if (!started.ok()) {
+        engine.fail();
+        if (started.status == kBatteryStatus)
+            log.LogErrorOnly(kBatteryLow, QStringLiteral("Instrument battery charge is insufficient."));
+        else
+            log.LogErrorOnly(kInstrumentStatus, QStringLiteral("Instrument Status Code <0x%02X>.").arg(started.status));
+        context.fail();
+    }
+    if (!engine.startTraverse())
+        context.fail();
+    return QStringLiteral("<00>");
+}
+
+QString goHome(CommandContext& context)
+{
+    context.exchange(QStringLiteral("Scan Acquire Stop"), kAcquireTimeoutMs);
+    if (!context.host.scanning().home())
+        context.fail();
+    return QStringLiteral("<00>");
+}
+
+// "tr3 CODE": the track's raw reply; empty text when the track refused.
+QString tr3Command(CommandContext& context)
+{
+    return context.host.scanning().passThrough(context.line.word(1));
+}
+
+QString charging(CommandContext& context)
+{
+    const bool on = context.line.word(1).toLower() == QLatin1String("on");
+    return context.host.scanning().passThrough(on ? QStringLiteral("01BC") : QStringLiteral("00BC"));
+}
+
+// "autoscanpaper L A B": the paper's colour, used instead of the one taken
+// from the sheet's margin.
+QString autoScanPaper(CommandContext& context)
+{
+    context.host.scanning().setPaperReference(numberArgument(context.line.word(1)), numberArgument(context.line.word(2)),
+                                              numberArgument(context.line.word(3)));
+    return QStringLiteral("<00>");
+}
+
+// "autoscanunusedpatches N": patches past the N-th are left unused (the
+// patch limit; 0 keeps all, 1 skips the traverse).
+QString autoScanUnusedPatches(CommandContext& context)
+{
+    bool ok = false;
+    const int limit = context.line.word(1).toInt(&ok);
+    if (!ok || limit < 0)
+        throw ArgumentFault{kInvalidArgument};
+    context.host.scanning().setPatchLimit(limit);
+    return QStringLiteral("<00>");
+}
+
+// "scanposition N": where measurement N of the last traverse was taken (mm).
+QString scanPosition(CommandContext& context)
+{
+    bool ok = false;
+    const int index = context.line.word(1).toInt(&ok);
+    const ScanRecordList measurements = context.host.scanning().measurements();
+    if (!ok || index < 0 || index >= int(measurements.size()))
+        throw ArgumentFault{kInvalidArgument};
+    return QString::number(measurements[size_t(index)][ScanRecord::kPosition], 'f', 4);
+}
+
+QString scanFile(CommandContext& context)
+{
+    const QString result = context.host.scanning().replayScanFile(context.line.word(1));
+    if (result.isEmpty())
+        context.fail();
+    return result;
+}
+
+QString autoScanSheetLength(CommandContext& context)
+{
+    const Vireo2Scanning& engine = context.host.scanning();
+    return millimetres(engine.farSheetEdge() - engine.sheetEdge());
+}
+
+QString autoScanPatchOffset(CommandContext& context)
+{
+    const Vireo2Scanning& engine = context.host.scanning();
+    return millimetres(engine.patchOffset() - engine.sheetEdge());
+}
+
+QString autoScanSheetEdge(CommandContext& context)
+{
+    return millimetres(context.host.scanning().sheetEdge());
+}
+
+} // namespace vireo2

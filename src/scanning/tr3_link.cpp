@@ -1,0 +1,174 @@
+#include "scanning/tr3_link.h"
+
+#include <QElapsedTimer>
+
+#include "settings/log_helper.h"
+#include "transport/bcp_packet.h"
+#include "transport/ethernet_transport.h"
+
+namespace vireo2 {
+namespace {
+
+// The two position polls whose unchanged replies are not logged again.
+bool isFilteredPoll(const QString& command)
+{
+    return command == QLatin1String("QM") || command == QLatin1String("LS");
+}
+
+} // namespace
+
+Tr3Link::Tr3Link(LogHelper& log) : log_(log) {}
+
+Tr3Link::~Tr3Link()
+{
+    close();
+}
+
+bool Tr3Link::open(const QString& address)
+{
+    close();
+    address_ = address;
+    transport_ = std::make_unique<CEthernet>();
+    // The follow-up read of a data reply must end after its own 100 ms.
+    transport_->setReadBoundedByTimeout(true);
+    if (!transport_->OpenPort(address.toLatin1())) {
+        log_.LogErrorOnly(transport_->GetErrorCode(),
+                          QStringLiteral("Unable to connect to TR3 - %1").arg(transport_->GetErrorMessage()));
+        transport_.reset();
+        return false;
+    }
+    QByteArray greeting;
+    transport_->Receive(greeting, kGreetingReadMs);
+    lastPollReply_.clear();
+    return true;
+}
+
+bool Tr3Link::reopen()
+{
+    const QString address = address_;
+    close();
+    address_ = address;
+    transport_ = std::make_unique<CEthernet>();
+    transport_->setReadBoundedByTimeout(true);
+    if (!transport_->OpenPort(address.toLatin1())) {
+        log_.LogErrorOnly(transport_->GetErrorCode(), transport_->GetErrorMessage());
+        transport_.reset();
+        return false;
+    }
+    QByteArray pending;
+    transport_->Receive(pending, kGreetingReadMs);
+    return true;
+}
+
+void Tr3Link::close()
+{
+    if (transport_)
+        transport_->ClosePort();
+    transport_.reset();
+}
+
+bool Tr3Link::transportOpen() const
+{
+    return transport_ && transport_->IsConnected();
+}
+
+bool Tr3Link::parseStatus(const QByteArray& reply, qint32* status)
+{
+    if (reply.size() < 2 || reply.at(0) != '<')
+        return false;
+    int end = 1;
+    while (end < reply.size() && end < 9 && isxdigit(static_cast<unsigned char>(reply.at(end))))
+        ++end;
+    if (end == 1)
+        return false;
+    bool ok = false;
+    const qint32 value = qint32(reply.mid(1, end - 1).toUInt(&ok, 16));
+    if (ok && status)
+        *status = value;
+    return ok;
+}
+
+qint32 Tr3Link::exchange(const QString& command, QByteArray& reply)
+{
+    reply.clear();
+    if (!transport_) {
+        log_.setErrorCode(0x5001);
+        return failed(command, reply);
+    }
+    const QByteArray bytes = command.toLatin1();
+    if (!transport_->SendReceive(bytes.constData(), reply, kExchangeTimeoutMs, 0)) {
+        log_.setErrorCode(transport_->GetErrorCode());
+        return failed(command, reply);
+    }
+    quint32 elapsedMs = transport_->lastExchangeTime();
+    qint32 status = 0;
+    if (!parseStatus(reply, &status)) {
+        status = 0;
+        QElapsedTimer timer;
+        timer.start();
+        QByteArray more;
+        if (transport_->Receive(more, kFollowUpReadMs) == 0) {
+            log_.setErrorCode(transport_->GetErrorCode());
+            return failed(command, reply);
+        }
+        elapsedMs += quint32(timer.elapsed());
+        appendFollowUp(reply, more);
+    }
+    log_.setErrorCode(status);
+    log_.setElapsed(elapsedMs);
+    if (isFilteredPoll(command) && repeatedPoll(command, reply))
+        return status;
+    if (status != 0 && command != QLatin1String("01xm")) {
+        logExchange(true, command, reply, elapsedMs);
+        return status;
+    }
+    if (log_.scanDebug())
+        logExchange(false, command, reply, elapsedMs);
+    return status;
+}
+
+void Tr3Link::drain(int timeoutMs)
+{
+    if (!transportOpen())
+        return;
+    QByteArray bytes;
+    do {
+        transport_->Receive(bytes, timeoutMs);
+    } while (!bytes.isEmpty() && transportOpen());
+}
+
+qint32 Tr3Link::failed(const QString& command, const QByteArray& reply)
+{
+    logExchange(true, command, reply, transport_ ? transport_->lastExchangeTime() : 0);
+    return log_.errorCode();
+}
+
+bool Tr3Link::repeatedPoll(const QString& command, const QByteArray& reply)
+{
+    const char first = reply.isEmpty() ? '\0' : reply.at(0);
+    const auto previous = lastPollReply_.constFind(command);
+    if (previous != lastPollReply_.constEnd() && previous.value() == first)
+        return true;
+    lastPollReply_.insert(command, first);
+    return false;
+}
+
+// The follow-up read returns raw bytes; a complete packet gives its payload.
+void Tr3Link::appendFollowUp(QByteArray& reply, const QByteArray& bytes)
+{
+    if (bytes.isEmpty())
+        return;
+    QByteArray payload = bytes;
+    if (bcp::validate(payload, bcp::LengthRule::Exact) == bcp::Validity::Valid)
+        bcp::unwrap(payload);
+    reply += payload;
+}
+
+void Tr3Link::logExchange(bool error, const QString& command, const QByteArray& reply, quint32 elapsedMs)
+{
+    const QString text = error ? QStringLiteral("%1/5000 - **ERROR** - TR3SEND:%2 - TR3RECV:%3")
+                               : QStringLiteral("%1/5000 - TR3SEND:%2 - TR3RECV:%3");
+    log_.WriteLine(text.arg(elapsedMs).arg(command, QString::fromLatin1(reply)));
+}
+
+} // namespace vireo2

@@ -1,0 +1,211 @@
+// The track operations of the scanning engine: stop, home, head motion, the
+// two reference readings, configuration, and the start of a traverse.
+#include <QThread>
+#include <algorithm>
+
+#include "scanning/scan_host.h"
+#include "scanning/tr3_link.h"
+#include "scanning/vireo2_scanning.h"
+#include "settings/log_helper.h"
+
+namespace vireo2 {
+namespace {
+
+constexpr double kMinimumWidth = 2.99;
+constexpr double kMaximumWidth = 20.01;
+constexpr double kMovingSpeed = 4.0;  // mm/s; slower counts as standing
+constexpr int kSettleMs = 250;
+constexpr int kDrainReadMs = 100;
+
+bool widthAccepted(double width)
+{
+    return width >= kMinimumWidth && width <= kMaximumWidth;
+}
+
+QString notConnectedText()
+{
+    return QStringLiteral("Incorrect Operational Mode: TR3 is not connected.");
+}
+
+} // namespace
+
+bool Vireo2Scanning::stop()
+{
+    if (state_ == kScanning)
+        state_ = kStopped;
+    if (linkUp_ && link_ && link_->transportOpen()) {
+        QByteArray reply;
+        exchange(QStringLiteral("01pk"), reply);
+        atHome_ = reply == "1";
+        if (!atHome_) {
+            if (headMoving())
+                exchange(QStringLiteral("01xm"), reply);
+            exchange(QStringLiteral("07xm"), reply);
+        }
+    }
+    scanRequested_ = false;
+    return true;
+}
+
+bool Vireo2Scanning::home()
+{
+    if (host_)
+        host_->scanAbort();
+    state_ = kIdle;
+    if (!linkUp_)
+        return true;
+    for (int poll = 0; poll < kHomePolls; ++poll) {
+        QThread::msleep(kHomePollMs);
+        QByteArray reply;
+        if (exchange(QStringLiteral("01pk"), reply) != 0) {
+            log().LogErrorOnly(kErrorHeadPosition, QStringLiteral("Unable to retrieve read head position."));
+            return false;
+        }
+        if (reply.trimmed().toInt() == 1)
+            return true;
+    }
+    state_ = kHeadNotHome;
+    log().LogErrorOnly(7, QStringLiteral("Read head did not reach Home within 30 seconds."));
+    return true;
+}
+
+bool Vireo2Scanning::headMoving()
+{
+    if (!linkUp_)
+        return false;
+    QByteArray reply;
+    if (exchange(QStringLiteral("xp"), reply) != 0) {
+        fail();
+        return false;
+    }
+    const QStringList fields = QString::fromLatin1(reply).split(QStringLiteral(", "), Qt::SkipEmptyParts);
+    return fields.size() > 2 && fields.at(2).toDouble() > kMovingSpeed;
+}
+
+// Fields 1 and 3 of a reference reply ("04,A,pA,B" or "14,C,pC,D").
+bool Vireo2Scanning::referenceReply(const QString& command, double* first, double* second, QByteArray& reply)
+{
+    if (exchange(command, reply) != 0)
+        return false;
+    const QStringList fields = QString::fromLatin1(reply).split(QLatin1Char(','));
+    if (fields.size() < 4) {
+        log().LogErrorOnly(kErrorData, QStringLiteral("Invalid data from TR3: %1 = %2").arg(command, QString::fromLatin1(reply)));
+        return false;
+    }
+    *first = fields.at(1).toDouble();
+    *second = fields.at(3).toDouble();
+    return true;
+}
+
+bool Vireo2Scanning::readReferences()
+{
+    double a = 0.0, b = 0.0, c = 0.0, d = 0.0;
+    QByteArray reply;
+    if (!referenceReply(QStringLiteral("04ps"), &a, &b, reply))
+        return false;
+    if (a >= b) {
+        log().LogErrorOnly(kErrorData, QStringLiteral("Invalid data from TR3: 04ps = %1").arg(QString::fromLatin1(reply)));
+        return false;
+    }
+    if (!referenceReply(QStringLiteral("14ps"), &c, &d, reply))
+        return false;
+    if (!(b < c && c < d)) {
+        log().LogErrorOnly(kErrorData, QStringLiteral("Invalid data from TR3: 14ps = %1").arg(QString::fromLatin1(reply)));
+        return false;
+    }
+    refA_ = a;
+    refB_ = b;
+    refC_ = c;
+    refD_ = d;
+    motion_ = MotionProfile{a, b, c, d, trackSpeed_, 0.0};
+    return true;
+}
+
+bool Vireo2Scanning::configure(int patchCount, double patchWidth)
+{
+    if (!widthAccepted(patchWidth)) {
+        log().LogErrorOnly(kErrorInvalidWidth, QStringLiteral("FAILED scanConfig: Invalid patch width"));
+        return false;
+    }
+    expectedPatchCount_ = patchCount;
+    patchWidth_ = patchWidth;
+    setPatches({});
+    trackSpeed_ = std::min((patchWidth - kMargin) * kSampleRate / kSamplesPerPatch, kMaximumSpeed);
+    sampleSpacing_ = trackSpeed_ / kSampleRate;
+    return true;
+}
+
+bool Vireo2Scanning::autoConfigure(const QStringList& words)
+{
+    if (!linkUp_) {
+        log().LogErrorOnly(kErrorHeadPosition, notConnectedText());
+        return false;
+    }
+    const double width = words.value(1).toDouble();
+    if (!widthAccepted(width)) {
+        log().LogErrorOnly(kErrorInvalidWidth,
+                           QStringLiteral("FAILED AutoScanConfig: Invalid patch width (minimum = 3.0, maximum = 20.0)"));
+        return false;
+    }
+    return configure(expectedPatchCount_, width);
+}
+
+bool Vireo2Scanning::prepareTrackScan(const QStringList& words)
+{
+    if (patchLimit_ == 1) {
+        state_ = kStopped;
+        return true;
+    }
+    if (!linkUp_) {
+        log().LogErrorOnly(kErrorHeadPosition, notConnectedText());
+        return false;
+    }
+    scanInProgress_ = true;
+    sheetNumber_ = words.size() > 1 ? words.at(1).toInt() : 0;
+    scanRequested_ = false;
+    if (!link_->transportOpen() && !link_->reopen()) {
+        state_ = kFailed;
+        return false;
+    }
+    readTraverseLength();
+    return true;
+}
+
+// The track reports its usable length as field 3 of "xp".
+void Vireo2Scanning::readTraverseLength()
+{
+    QByteArray reply;
+    if (exchange(QStringLiteral("xp"), reply) != 0)
+        return;
+    const QStringList fields = QString::fromLatin1(reply).split(QStringLiteral(", "), Qt::SkipEmptyParts);
+    bool ok = false;
+    const double length = fields.value(3).toDouble(&ok);
+    if (ok && length > 0.0)
+        traverseLength_ = length;
+}
+
+bool Vireo2Scanning::startTraverse()
+{
+    QThread::msleep(startDelayMs_);
+    QByteArray reply;
+    if (exchange(QStringLiteral("00001ps"), reply) != 0)
+        return false;
+    const QString move = QString::asprintf("%.2f,%.2f24xm", trackSpeed_, std::min(traverseLength_, kMaximumTraverse));
+    if (exchange(move, reply) != 0) {
+        fail();
+        return false;
+    }
+    link_->drain(kDrainReadMs);
+    QThread::msleep(kSettleMs);
+    log().ProfileMark();
+    atHome_ = false;
+    {
+        MutexLocker lock(&listMutex_);
+        measurements_.clear();
+        lastPacketSequence_ = -1;
+    }
+    state_ = kScanning;
+    return true;
+}
+
+} // namespace vireo2
