@@ -46,6 +46,12 @@ struct DefaultInstrumentOptions {
 // measurement conditions, readings taken with the instrument's own button,
 // the power state, the correction-profile switch, and the housekeeping
 // commands (clock, device name, tools, tethered screen, battery).
-std::unique_ptr<InstrumentModel> createDefaultInstrument(const DefaultInstrumentOptions& options = {});
+class TrackRig;
+// `rig` is shared with a simulated track (createTrack) so that the
+// instrument reads the sheet under the moving head.
+std::unique_ptr<InstrumentModel> createDefaultInstrument(const DefaultInstrumentOptions& options = {},
+                                                         std::shared_ptr<TrackRig> rig = nullptr);
+// The TR3 track moving the head over the rig's sheet.
+std::unique_ptr<InstrumentModel> createTrack(std::shared_ptr<TrackRig> rig);
 
 } // namespace vireo2::sim

@@ -1,4 +1,5 @@
 #include "instrument_vireo2.h"
+#include "status_reply.h"
 
 #include "threading/locks.h"
 
@@ -18,14 +19,6 @@ constexpr int kAsleep = 0x8B;
 constexpr int kDirtyStandard = 0x8C;
 
 constexpr int kPollWaitMs = 5000;
-
-QByteArray statusReply(const QByteArray& keyword, int status, const QByteArray& value = QByteArray())
-{
-    QByteArray reply = keyword + ' ' + QByteArray("0x") + QByteArray::number(status, 16).rightJustified(2, '0').toUpper();
-    if (!value.isEmpty())
-        reply += ' ' + value;
-    return reply;
-}
 
 QByteArray keywordOf(const QStringList& words)
 {
@@ -48,8 +41,9 @@ std::optional<Condition> conditionNamed(const QString& name)
 
 } // namespace
 
-SimulatedVireo2::SimulatedVireo2(const DefaultInstrumentOptions& options)
-    : options_(options), library_(SampleLibrary::builtIn())
+SimulatedVireo2::SimulatedVireo2(const DefaultInstrumentOptions& options, std::shared_ptr<TrackRig> rig)
+    : options_(options), library_(SampleLibrary::builtIn()),
+      scanning_(rig ? std::move(rig) : std::make_shared<TrackRig>())
 {
     clock_.start();
     calibrated_ = options.calibrated;
@@ -70,6 +64,8 @@ QByteArray SimulatedVireo2::reply(const QByteArray& command)
     const QStringList words = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
     const QString key = text.toLower();
 
+    if (const auto answer = scanning_.reply(key, library_, options_.noise))
+        return *answer;
     const auto handler = commands_.constFind(key);
     if (handler != commands_.constEnd())
         return (*handler)(words);
@@ -112,7 +108,6 @@ void SimulatedVireo2::installCommands()
 
     commands_.insert(QStringLiteral("meas run"), [this](const QStringList&) { return startMeasurement(); });
     commands_.insert(QStringLiteral("meas done?"), [this](const QStringList&) { return measurementDone(); });
-    commands_.insert(QStringLiteral("scan done?"), [](const QStringList&) { return statusReply("SCAN", kNothingNew); });
     commands_.insert(QStringLiteral("button triggered?"), [this](const QStringList&) {
         if (buttonReports_.isEmpty())
             return statusReply("BUTTON", kNothingNew);

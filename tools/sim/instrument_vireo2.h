@@ -9,6 +9,7 @@
 
 #include "default_instrument.h"
 #include "instrument_model.h"
+#include "instrument_scanning.h"
 #include "instrument_spectra.h"
 
 namespace vireo2::sim {
@@ -19,7 +20,9 @@ namespace vireo2::sim {
 // docs/simulator.md. Thread-safe: every entry point takes the model's lock.
 class SimulatedVireo2 : public InstrumentModel {
 public:
-    explicit SimulatedVireo2(const DefaultInstrumentOptions& options = {});
+    // `rig` is the track and sheet under the read head (a parked head on an
+    // empty track when none is given).
+    explicit SimulatedVireo2(const DefaultInstrumentOptions& options = {}, std::shared_ptr<TrackRig> rig = nullptr);
 
     QByteArray reply(const QByteArray& command) override;
     QString control(const QString& line) override;
@@ -98,6 +101,7 @@ private:
     // clock, and the tool on its screen.
     qint64 clockOffsetS_ = 0;
     QString tool_ = QStringLiteral("ink");
+    InstrumentScanning scanning_;
     QString previousTool_ = QStringLiteral("ink");
 };
 

@@ -57,6 +57,9 @@ QString SimulatedVireo2::control(const QString& line)
 
 void SimulatedVireo2::installControls()
 {
+    // A hand scan finished on the instrument, read back as patches.
+    controls_.insert(QStringLiteral("scan"), [this](const QStringList& args) { return scanning_.control(args, library_); });
+
     // A button press on the instrument, reported by "button triggered?".
     controls_.insert(QStringLiteral("button"), [this](const QStringList& args) {
         const QString report = args.isEmpty() ? QStringLiteral("Measure") : args.join(QLatin1Char(' '));

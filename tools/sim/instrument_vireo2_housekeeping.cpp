@@ -5,20 +5,13 @@
 #include <QJsonDocument>
 
 #include "instrument_vireo2.h"
+#include "status_reply.h"
 
 namespace vireo2::sim {
 namespace {
 
 constexpr int kOk = 0x00;
 constexpr int kInvalidArgument = 0x02;
-
-QByteArray statusReply(const QByteArray& keyword, int status, const QByteArray& value = QByteArray())
-{
-    QByteArray reply = keyword + ' ' + QByteArray("0x") + QByteArray::number(status, 16).rightJustified(2, '0').toUpper();
-    if (!value.isEmpty())
-        reply += ' ' + value;
-    return reply;
-}
 
 // "clock write Y M D h m s": six numbers forming a valid date and time.
 std::optional<QDateTime> clockTime(const QStringList& numbers)

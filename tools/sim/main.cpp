@@ -1,10 +1,14 @@
 // vireo2-sim: the simulated instrument as a program, for the command-line
-// host, scripts and manual testing.
+// host, scripts and manual testing; with --track also the TR3 track and a
+// sheet on it.
 #include <QCoreApplication>
 #include <QTextStream>
+#include <memory>
 
+#include "sheet_model.h"
 #include "sim_command_line.h"
 #include "sim_server.h"
+#include "track_rig.h"
 
 int main(int argc, char** argv)
 {
@@ -25,7 +29,19 @@ int main(int argc, char** argv)
         return 2;
     }
 
-    vireo2::sim::SimServer server(vireo2::sim::createDefaultInstrument(options.instrument));
+    auto rig = std::make_shared<vireo2::sim::TrackRig>();
+    rig->setLength(options.trackLength);
+    rig->setSheet(vireo2::sim::SheetModel::defaultChart());
+    if (!options.sheetFile.isEmpty()) {
+        const auto sheet = vireo2::sim::SheetModel::fromFile(options.sheetFile, &error);
+        if (!sheet) {
+            err << "vireo2-sim: --sheet " << options.sheetFile << ": " << error << Qt::endl;
+            return 2;
+        }
+        rig->setSheet(*sheet);
+    }
+
+    vireo2::sim::SimServer server(vireo2::sim::createDefaultInstrument(options.instrument, rig));
     for (const QString& text : options.faults) {
         const auto fault = vireo2::sim::Fault::parse(text, &error);
         if (!fault) {
@@ -34,10 +50,23 @@ int main(int argc, char** argv)
         }
         server.faults().add(*fault);
     }
+    if (options.handScan > 0)
+        server.engine().model().control(QStringLiteral("scan %1").arg(options.handScan));
     if (!server.start(options.port)) {
         err << "vireo2-sim: cannot listen on 127.0.0.1:" << options.port << ": " << server.errorString() << Qt::endl;
         return 1;
     }
+    std::unique_ptr<vireo2::sim::SimServer> track;
+    if (options.trackPort) {
+        track = std::make_unique<vireo2::sim::SimServer>(vireo2::sim::createTrack(rig));
+        if (!track->start(*options.trackPort)) {
+            err << "vireo2-sim: cannot listen on 127.0.0.1:" << *options.trackPort << ": " << track->errorString()
+                << Qt::endl;
+            return 1;
+        }
+    }
     out << "vireo2-sim listening on 127.0.0.1:" << server.port() << Qt::endl;
+    if (track)
+        out << "vireo2-sim track listening on 127.0.0.1:" << track->port() << Qt::endl;
     return app.exec();
 }

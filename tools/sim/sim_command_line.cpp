@@ -17,6 +17,19 @@ const QCommandLineOption kSerial(QStringLiteral("serial"), QStringLiteral("Seria
 const QCommandLineOption kCalibrated(QStringLiteral("calibrated"),
                                      QStringLiteral("Start with a valid calibration (default: needs calibrating)."));
 
+const QCommandLineOption kTrack(QStringLiteral("track"),
+                               QStringLiteral("Also simulate the TR3 track on this port of 127.0.0.1 (0: any free port)."),
+                               QStringLiteral("PORT"));
+const QCommandLineOption kSheet(QStringLiteral("sheet"),
+                                QStringLiteral("The chart on the track, a JSON file (default: the built-in chart)."),
+                                QStringLiteral("FILE"));
+const QCommandLineOption kTrackLength(QStringLiteral("track-length"),
+                                      QStringLiteral("Usable length of the track in mm (default 1060)."),
+                                      QStringLiteral("MM"), QStringLiteral("1060"));
+const QCommandLineOption kHandScan(QStringLiteral("hand-scan"),
+                                   QStringLiteral("Start with a finished hand scan of N patches."),
+                                   QStringLiteral("N"));
+
 } // namespace
 
 void declareOptions(QCommandLineParser& parser)
@@ -31,6 +44,10 @@ void declareOptions(QCommandLineParser& parser)
     parser.addOption(kFirmware);
     parser.addOption(kSerial);
     parser.addOption(kCalibrated);
+    parser.addOption(kTrack);
+    parser.addOption(kSheet);
+    parser.addOption(kTrackLength);
+    parser.addOption(kHandScan);
 }
 
 bool readOptions(const QCommandLineParser& parser, SimCommandLine* options, QString* error)
@@ -49,6 +66,27 @@ bool readOptions(const QCommandLineParser& parser, SimCommandLine* options, QStr
         options->instrument.serialNumber = parser.value(kSerial);
     if (parser.isSet(kCalibrated))
         options->instrument.calibrated = true;
+    if (parser.isSet(kTrack)) {
+        const uint trackPort = parser.value(kTrack).toUInt(&ok);
+        if (!ok || trackPort > 65535) {
+            *error = QStringLiteral("invalid track port: %1").arg(parser.value(kTrack));
+            return false;
+        }
+        options->trackPort = quint16(trackPort);
+    }
+    options->sheetFile = parser.value(kSheet);
+    options->trackLength = parser.value(kTrackLength).toDouble(&ok);
+    if (!ok || options->trackLength < 50.0 || options->trackLength > 2000.0) {
+        *error = QStringLiteral("invalid track length: %1 (50 to 2000 mm)").arg(parser.value(kTrackLength));
+        return false;
+    }
+    if (parser.isSet(kHandScan)) {
+        options->handScan = parser.value(kHandScan).toInt(&ok);
+        if (!ok || options->handScan < 1 || options->handScan > 1000) {
+            *error = QStringLiteral("invalid hand-scan patch count: %1").arg(parser.value(kHandScan));
+            return false;
+        }
+    }
     return true;
 }
 

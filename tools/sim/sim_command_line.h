@@ -2,6 +2,7 @@
 
 #include <QCommandLineParser>
 #include <QStringList>
+#include <optional>
 
 #include "default_instrument.h"
 
@@ -12,6 +13,11 @@ namespace vireo2::sim {
 struct SimCommandLine {
     quint16 port = 60001;
     QStringList faults;   // "SIM FAULT" texts applied at start
+    // The TR3 track's port (0: any free port); none: no track.
+    std::optional<quint16> trackPort;
+    QString sheetFile;    // a chart file for the sheet on the track
+    double trackLength = 1060.0;
+    int handScan = 0;     // patches of a hand scan finished at start
     DefaultInstrumentOptions instrument;
 };
 
