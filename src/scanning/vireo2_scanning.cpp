@@ -83,15 +83,21 @@ int Vireo2Scanning::fail()
     // The abort below stops the track, and a track that fails to answer
     // there fails again: the nested call only sets the state.
     static thread_local bool failing = false;
-    state_ = kFailed;
-    if (failing || !host_)
+    if (failing || !host_) {
+        state_ = kFailed;
         return kFailed;
+    }
     failing = true;
     const qint32 code = log().errorCode();
-    const QByteArray text = log().errorText();
+    const QString text = QString::fromLatin1(log().errorText());
+    // The host learns why its scan ended before it can see the state, also
+    // when the status poll runs this; the abort's own exchanges do not
+    // replace the cause.
+    log().publishError(code, text);
+    state_ = kFailed;
     host_->scanAbort();
     state_ = kFailed;
-    log().setError(code, QString::fromLatin1(text));
+    log().publishError(code, text);
     failing = false;
     return kFailed;
 }

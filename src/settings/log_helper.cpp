@@ -226,6 +226,17 @@ void LogHelper::setError(qint32 code, const QString& text)
     errorText_ = text.toLatin1();
 }
 
+void LogHelper::publishError(qint32 code, const QString& text)
+{
+    if (PrivateErrorRecord* own = privateRecord()) {
+        own->code_ = code;
+        own->text_ = text.toLatin1();
+    }
+    MutexLocker lock(&recordMutex_);
+    errorCode_ = code;
+    errorText_ = text.toLatin1();
+}
+
 QString LogHelper::sentText() const
 {
     MutexLocker lock(&recordMutex_);

@@ -44,6 +44,9 @@ public:
     void setErrorText(const QString& text);  // stored as Latin-1
     // Both at once, as one consistent record.
     void setError(qint32 code, const QString& text);
+    // Stores the pair in the record the host reads, also from background
+    // work that otherwise keeps its own record: why a scan failed.
+    void publishError(qint32 code, const QString& text);
 
     QString sentText() const;
     void setSentText(const QString& text);

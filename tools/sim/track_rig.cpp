@@ -56,7 +56,7 @@ double TrackRig::Move::speedAfter(double ms) const
     return acceleration * (durationMs() - ms) / 1000.0;
 }
 
-TrackRig::TrackRig()
+TrackRig::TrackRig() : sheet_(SheetModel::defaultChart())
 {
     clock_.start();
 }

@@ -1,0 +1,204 @@
+// Track scans through the C exports: a real traverse of the simulated sheet,
+// the streamed-data poll's status rows, the start's refusals, homing, and
+// the raw track link.
+#include <QFile>
+#include <QStringList>
+#include <QTextStream>
+#include <QThread>
+#include <cmath>
+
+#include "instrument_spectra.h"
+#include "scan_fixture.h"
+#include "sheet_model.h"
+#include "test_environment.h"
+#include "vireo2.h"
+
+namespace vireo2::test {
+namespace {
+
+std::vector<double> values(const char* text)
+{
+    std::vector<double> out;
+    for (const QString& word : QString::fromUtf8(text).split(QLatin1Char(' '), Qt::SkipEmptyParts))
+        out.push_back(word.toDouble());
+    return out;
+}
+
+class TrackScan : public ScanTest {
+protected:
+    void startTraverse(int patches, float width)
+    {
+        connectOnTrack();
+        ASSERT_EQ(ScanConfig(patches, width), 1) << lastError();
+        ASSERT_EQ(ScanStart(), 1);
+        ASSERT_EQ(execute("autoscanstart"), "<00>") << lastError();
+    }
+};
+
+// With scan debugging on, the engine writes what it recorded beside the log.
+class RecordedTrackScan : public TrackScan {
+protected:
+    RecordedTrackScan() { env_.writeLogOptions({{QStringLiteral("Options/ScanDebug"), QStringLiteral("1")}}); }
+};
+
+TEST_F(RecordedTrackScan, TraverseOfTheDefaultSheetRecordsItAndFindsEveryPatch)
+{
+    const sim::SheetModel sheet = rig_->sheet();
+    startTraverse(sheet.patchCount(), float(sheet.layout().patchWidth));
+    EXPECT_EQ(ScanGetStatus(), 2);
+    ASSERT_EQ(waitForScanEnd(20000), 3) << lastError();
+    EXPECT_EQ(ScanGetStatus(), 0) << "a terminal status is reported once";
+
+    // The measurements as the engine recorded them (the scan file).
+    QFile file(env_.dataDirectory() + QStringLiteral("000.csv"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    QStringList lines = QString::fromLatin1(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_GT(lines.size(), 100);
+    lines = lines.mid(2);
+    double firstStamp = 0, lastStamp = 0, previous = -1;
+    int blackReadings = 0;
+    for (int i = 0; i < lines.size(); ++i) {
+        const QStringList fields = lines.at(i).split(QLatin1Char(','));
+        ASSERT_EQ(fields.size(), 1 + 31 + 1 + 8 + 3 * 31);
+        const double stamp = fields.at(0).toDouble();
+        const double position = fields.at(38).toDouble();
+        const double lightness = fields.at(33).toDouble();
+        if (i == 0)
+            firstStamp = stamp;
+        lastStamp = stamp;
+        EXPECT_GE(position, previous) << "positions never go back";
+        previous = position;
+        if (std::abs(position - sheet.patchCentre(0)) < 2.0 && lightness < 25.0)
+            ++blackReadings;
+    }
+    const double seconds = (lastStamp - firstStamp) * 0.002;
+    EXPECT_NEAR(lines.size(), seconds * 90.0 + 1, seconds * 90.0 * 0.03);
+    EXPECT_GE(blackReadings, 2) << "the black patch shows in the readings";
+    EXPECT_NEAR(previous, 300.0, 1.0) << "the traverse runs the track's length";
+    // "Patch Data Ready" follows the abort that sends the head home.
+    for (int wait = 0; wait < 40 && !log().contains(QStringLiteral("Patch Data Ready")); ++wait)
+        QThread::msleep(50);
+    EXPECT_TRUE(log().contains(QStringLiteral("Patch Data Ready")));
+    EXPECT_TRUE(log().contains(QStringLiteral("Sheet Edge = ")));
+
+    // Every patch found, in order, with the sheet's colours.
+    ASSERT_EQ(ScanGetCount(), sheet.patchCount());
+    for (int p = 0; p < sheet.patchCount(); ++p) {
+        const std::vector<double> measured = values(ScanGetData(p, 2));
+        ASSERT_EQ(measured.size(), 31u);
+        const QVector<double> truth = sim::measuredSpectrum(sheet.patch(p), sim::Condition::M2, 0, 0.0);
+        double difference = 0;
+        for (int i = 0; i < 31; ++i)
+            difference += std::abs(measured[size_t(i)] - 100.0 * truth[i]) / 31.0;
+        EXPECT_LT(difference, 1.0) << "patch " << p;
+    }
+    EXPECT_NEAR(std::stod(execute("autoscansheetedge")), sheet.layout().edge, 1.0);
+    EXPECT_NEAR(std::stod(execute("autoscanpatchoffset")), sheet.layout().margin, 1.0);
+    EXPECT_NEAR(std::stod(execute("autoscansheetlength")), sheet.farEdge() - sheet.layout().edge, 1.5);
+
+    // Track-mode data: right-aligned in five characters, a blank after each.
+    const std::string text = ScanGetData(0, 0);
+    EXPECT_EQ(text.back(), ' ');
+    EXPECT_EQ(ScanGetData(sheet.patchCount(), 0), std::string());
+    EXPECT_EQ(lastError(), "20503 FAILED scanGetData: patchIndex out of range");
+    EXPECT_EQ(ScanGetData(0, 4), std::string());
+    EXPECT_EQ(lastError(), "20503 FAILED scanGetData: dataSet out of range");
+}
+
+// Each status of "Scan Get Refls" that ends a scan, and what it leaves in
+// the error record after the abort's own exchanges.
+struct PollCase {
+    const char* reply;
+    int code;
+    const char* text;
+};
+
+class StreamedPoll : public TrackScan, public ::testing::WithParamInterface<PollCase> {};
+
+TEST_P(StreamedPoll, EndsTheScanAndKeepsTheCause)
+{
+    sim_.faults().add(sim::Fault::on("Scan Get Refls").replying(GetParam().reply));
+    startTraverse(24, 8.0f);
+    ASSERT_EQ(waitForScanEnd(10000), -1);
+    EXPECT_EQ(GetLastErrorCode(), GetParam().code);
+    EXPECT_STREQ(GetLastErrorString(), GetParam().text);
+    EXPECT_GE(count("Scan Acquire Stop"), 1) << "the failure routine aborts the scan";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Statuses, StreamedPoll,
+    ::testing::Values(PollCase{"SCAN 0x37", 55, "FAILED: Status Error 37"},
+                      PollCase{"SCAN 0x91", 20506, "FAILED: Instrument scan buffer overflow"},
+                      PollCase{"SCAN 0x00", 20506, "FAILED: Scan data ended prematurely 0"},
+                      PollCase{"SCAN 0x90 |{\"seq\":0,\"readings\":[{\"t\":1}]}", 20506,
+                               "FAILED: Invalid scan data packet - reading 0 is not a time stamp with 31-value spectra"}));
+
+TEST_F(TrackScan, PacketWithoutJsonIsRecordedAndTheScanGoesOn)
+{
+    sim_.faults().add(sim::Fault::on("Scan Get Refls").replying("SCAN 0x90 |{}"));
+    startTraverse(24, 8.0f);
+    ASSERT_EQ(waitForScanEnd(20000), 3) << lastError();
+}
+
+TEST_F(TrackScan, StartRefusals)
+{
+    connectOnTrack();
+    ASSERT_EQ(ScanConfig(24, 8.0f), 1);
+    sim_.faults().add(sim::Fault::on("Scan Acquire Start").replying("SCAN 0x1B"));
+    EXPECT_EQ(execute("autoscanstart"), "");
+    EXPECT_EQ(lastError(), "21253 Instrument battery charge is insufficient.");
+    sim_.faults().add(sim::Fault::on("Scan Acquire Start").replying("SCAN 0x05"));
+    EXPECT_EQ(execute("autoscanstart"), "");
+    EXPECT_EQ(lastError(), "20507 Instrument Status Code <0x5X>.");
+    EXPECT_EQ(ScanGetStatus(), -1);
+
+    control(QStringLiteral("calibration needed"));
+    EXPECT_EQ(execute("autoscanstart"), "");
+    EXPECT_EQ(lastError(), "20489 Instrument requires calibration.");
+
+    EXPECT_EQ(execute("autoscanconfig;2.5"), "");
+    EXPECT_EQ(lastError(), "21249 FAILED AutoScanConfig: Invalid patch width (minimum = 3.0, maximum = 20.0)");
+    EXPECT_EQ(ScanConfig(10, 2.995f), 1);
+    EXPECT_EQ(ScanConfig(10, 20.02f), 0);
+    EXPECT_EQ(lastError(), "21249 FAILED scanConfig: Invalid patch width");
+
+    // A patch limit of 1 skips the traverse.
+    EXPECT_EQ(execute("autoscanunusedpatches;1"), "<00>");
+    EXPECT_EQ(execute("autoscanstart"), "<00>");
+    EXPECT_EQ(ScanGetStatus(), 6);
+}
+
+TEST_F(TrackScan, ConnectFailsWithoutTheTrack)
+{
+    track_.stop();
+    ASSERT_EQ(execute("setmodel;tr3"), "<00>");
+    EXPECT_FALSE(Connect());
+    EXPECT_EQ(std::string(GetLastErrorString()).rfind("Unable to connect to TR3 - ", 0), 0u) << lastError();
+}
+
+TEST_F(TrackScan, RawTrackCommandsAndHoming)
+{
+    connectOnTrack();
+    EXPECT_EQ(execute("tr3;xp").rfind("XP, 0.00, 0.00, 300.00", 0), 0u);
+    EXPECT_EQ(execute("tr3;zz"), "");
+    EXPECT_EQ(GetLastErrorCode(), 1) << "the track's status stays as the error code";
+    EXPECT_EQ(execute("charging;ON"), "<00>");
+    EXPECT_EQ(track_.commands().last(), "01BC");
+    EXPECT_EQ(execute("gohome"), "<00>") << lastError();
+    EXPECT_EQ(ScanGetStatus(), 0);
+}
+
+// The head never reports home: 120 polls of 250 ms, then state 7 and a
+// true result with the reason in the error record.
+TEST_F(TrackScan, HomingTimeout)
+{
+    connectOnTrack();
+    trackControl(QStringLiteral("park stuck"));
+    EXPECT_EQ(execute("gohome"), "<00>");
+    EXPECT_EQ(ScanGetStatus(), 7);
+    EXPECT_EQ(ScanGetStatus(), 7) << "7 is not terminal";
+    EXPECT_EQ(lastError(), "7 Read head did not reach Home within 30 seconds.");
+}
+
+} // namespace
+} // namespace vireo2::test
