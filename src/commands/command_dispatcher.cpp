@@ -41,7 +41,7 @@ const std::array<CommandHandler, kCommandCount>& handlerTable()
         scanGetData,               // 22
         scanPosition,              // 23
         scanFile,                  // 24
-        notAvailable,              // 25 multistripconfig
+        multiStripConfig,          // 25
         scanIsSupported,           // 26
         notAvailable,              // 27 retrieveprofile
         autoScanPaper,             // 28

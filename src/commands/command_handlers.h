@@ -77,6 +77,7 @@ QString scanStart(CommandContext& context);
 QString autoScanConfig(CommandContext& context);
 QString autoScanStart(CommandContext& context);
 QString goHome(CommandContext& context);
+QString multiStripConfig(CommandContext& context);
 QString tr3Command(CommandContext& context);
 QString charging(CommandContext& context);
 QString autoScanPaper(CommandContext& context);

@@ -106,6 +106,21 @@ QString autoScanStart(CommandContext& context)
     return QStringLiteral("<00>");
 }
 
+// "multistripconfig N W S": a sheet of S strips of N patches of W mm; the
+// track is configured for one strip, each strip is then one autoscanstart.
+QString multiStripConfig(CommandContext& context)
+{
+    bool countOk = false, stripsOk = false;
+    const int count = context.line.word(1).toInt(&countOk);
+    const double width = numberArgument(context.line.word(2));
+    const int strips = context.line.word(3).toInt(&stripsOk);
+    if (!countOk || !stripsOk || count < 1 || strips < 1)
+        throw ArgumentFault{kInvalidArgument};
+    if (!context.host.scanning().configure(count, width))
+        context.fail();
+    return QStringLiteral("<00>");
+}
+
 QString goHome(CommandContext& context)
 {
     context.exchange(QStringLiteral("Scan Acquire Stop"), kAcquireTimeoutMs);
