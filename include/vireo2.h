@@ -215,24 +215,44 @@ VIREO2_API bool TransmitJobs(void);                         /* false */
 
 /* ---- Strip scanning ------------------------------------------------------ */
 
+/* Track mode ("setmodel;vireotr3" through Execute, before Connect): the
+ * instrument rides the TR3 track, Execute("autoscanstart") starts a traverse
+ * and the patches are found in the stream of readings. Instrument mode: the
+ * operator scans by hand and the instrument cuts the strip into patches.
+ * docs/scanning.md walks through both. */
+
 /** Always 1. */
 VIREO2_API int ScanIsSupported(void);
 /** Configures a scan of `patchCount` patches of `patchWidthMm`; 1 on success.
- *  Strip scanning is not available in this version: ScanConfig, ScanStart and
- *  ScanAbort return 0. */
+ *  Track mode: the width must lie within 3.0 to 20.0 mm (21249 otherwise) and
+ *  sets the track speed. Instrument mode: sends the instrument's scan screen;
+ *  0 when not connected. */
 VIREO2_API int ScanConfig(int patchCount, float patchWidthMm);
-/** Arms a scan; 1 on success (see ScanConfig). */
+/** Arms a scan; 1 on success. Instrument mode: shows the tethered tool with
+ *  video targeting and the configured scan screen. */
 VIREO2_API int ScanStart(void);
-/** Stops a scan; 1 on success (see ScanConfig). */
+/** Stops a scan (track: halts the head and sends it home; instrument: back to
+ *  the previous tool); 1 on success. */
 VIREO2_API int ScanAbort(void);
 /** 0 idle, 2 scanning, 3 data ready, 5 aborted on the instrument, 6 stopped,
- *  7 head not home, -1 failed. Terminal values (3, 5, 6, -1) are returned once. */
+ *  7 head not home, -1 failed (the error record says why). Terminal values
+ *  (3, 5, 6, -1) are returned once. */
 VIREO2_API int ScanGetStatus(void);
 /** Number of scanned patches available. */
 VIREO2_API int ScanGetCount(void);
 /** Values of one condition of one patch, blank-separated with a trailing
- *  blank; "" when out of range. The text stays valid until the next call. */
+ *  blank: percent in track mode, factors in instrument mode. "" when out of
+ *  range (track mode records 20503 then). The text stays valid until the
+ *  next call. */
 VIREO2_API const char* ScanGetData(int patchIndex, int dataSet);
+/** Track mode: the nine header values of patch `patchIndex` into
+ *  values[0..capacity-1]: Sync (1 when the grid re-synchronised on it),
+ *  Delta (position error in patch widths), time stamp (2 ms ticks), L*, a*,
+ *  b* (D50/2, condition M0), dE* (to the paper), Position (centre, mm),
+ *  Ripple. Returns the number copied (9 with capacity >= 9), or -1 for a
+ *  null array, an index out of range or instrument mode; a failure records
+ *  nothing. */
+VIREO2_API int ScanGetPatchRecord(int patchIndex, double* values, int capacity);
 
 #ifdef __cplusplus
 }

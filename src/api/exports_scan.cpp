@@ -37,6 +37,11 @@ VIREO2_API int ScanGetCount(void)
     return guarded(0, [] { return device().ScanGetCount(); });
 }
 
+VIREO2_API int ScanGetPatchRecord(int patchIndex, double* values, int capacity)
+{
+    return guarded(-1, [=] { return values ? device().copyPatchRecord(patchIndex, values, capacity) : -1; });
+}
+
 // ScanGetData keeps its own result buffer, separate from the other texts.
 VIREO2_API const char* ScanGetData(int patchIndex, int dataSet)
 {

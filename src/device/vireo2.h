@@ -82,6 +82,8 @@ public:
     int ScanGetStatus();
     int ScanGetCount();
     QString ScanGetData(int patchIndex, int dataSet);
+    // The header values of a track-mode patch; -1 when there is none.
+    int copyPatchRecord(int patchIndex, double* values, int capacity);
 
     const DeviceSettings& settings() const { return settings_; }
     const std::shared_ptr<Vireo2Scanning>& scanning() const { return scanning_; }

@@ -3,6 +3,7 @@
 // screen, starts and stops it, and serves the patches read back by the
 // status poll.
 #include <QJsonArray>
+#include <algorithm>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -178,6 +179,18 @@ QString Vireo2::ScanGetData(int patchIndex, int dataSet)
     for (double value : patch.at(dataSet))
         text += QString::number(value, 'g', 6) + QLatin1Char(' ');
     return text;
+}
+
+int Vireo2::copyPatchRecord(int patchIndex, double* values, int capacity)
+{
+    if (!trackInUse_ || capacity < 0)
+        return -1;
+    const ScanRecordList patches = scanning_->patches();
+    if (patchIndex < 0 || patchIndex >= int(patches.size()))
+        return -1;
+    const int count = qMin(capacity, ScanRecord::kHeaderCount);
+    std::copy_n(patches[size_t(patchIndex)].values.data(), count, values);
+    return count;
 }
 
 } // namespace vireo2

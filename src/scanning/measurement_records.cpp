@@ -3,6 +3,8 @@
 // sheet's margin, and the patches are built.
 #include <cmath>
 
+#include "scanning/measurement_records.h"
+
 #include "colour/colorimetry.h"
 #include "scanning/patch_builder.h"
 #include "scanning/scan_host.h"
@@ -43,8 +45,8 @@ void fillRipple(ScanRecordList& records)
     }
 }
 
-// The paper's colour: the first steady, bright run past the end of the bare
-// track (the sheet's near margin), averaged over up to ten readings.
+} // namespace
+
 bool paperFromMargin(const ScanRecordList& records, std::array<double, 3>* paper)
 {
     size_t i = 0;
@@ -81,23 +83,31 @@ bool paperFromMargin(const ScanRecordList& records, std::array<double, 3>* paper
     return true;
 }
 
-} // namespace
-
-void Vireo2Scanning::prepareMeasurements(ScanRecordList& records)
+void prepareRecords(ScanRecordList& records, const MotionProfile& motion, double scale)
 {
     for (ScanRecord& record : records) {
-        record[ScanRecord::kPosition] = motion_.position(record[ScanRecord::kTimeStamp]) * scale_;
+        record[ScanRecord::kPosition] = motion.position(record[ScanRecord::kTimeStamp]) * scale;
         const colour::Triple lab = colour::SpectrumToLab(record.spectrum(0), kD50Observer2, false);
         record[ScanRecord::kL] = lab[0];
         record[ScanRecord::kA] = lab[1];
         record[ScanRecord::kB] = lab[2];
     }
     fillRipple(records);
+}
+
+void fillDeltaE(ScanRecordList& records, const std::array<double, 3>& paper)
+{
+    for (ScanRecord& record : records)
+        record[ScanRecord::kDeltaE] = colour::DeltaE(paper.data(), record.values.data() + ScanRecord::kL);
+}
+
+void Vireo2Scanning::prepareMeasurements(ScanRecordList& records)
+{
+    prepareRecords(records, motion_, scale_);
     std::array<double, 3> paper{};
     if (!paperReferenceSet_ && paperFromMargin(records, &paper))
         paperLab_ = paper;
-    for (ScanRecord& record : records)
-        record[ScanRecord::kDeltaE] = colour::DeltaE(paperLab_.data(), record.values.data() + ScanRecord::kL);
+    fillDeltaE(records, paperLab_);
 }
 
 bool Vireo2Scanning::buildPatches(const ScanRecordList& records)
