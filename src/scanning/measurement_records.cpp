@@ -135,12 +135,12 @@ bool Vireo2Scanning::buildPatches(const ScanRecordList& records)
 bool Vireo2Scanning::concludeBuild(const ScanRecordList& records)
 {
     if (!buildPatches(records)) {
-        state_ = kFailed;
+        markFailed();
         return false;
     }
     if (patchCount() == 0) {
         log().LogErrorOnly(kErrorBuild, QStringLiteral("FAILED Scan: No patches detected"));
-        state_ = kFailed;
+        markFailed();
         return false;
     }
     if (log().scanDebug())
@@ -158,11 +158,11 @@ bool Vireo2Scanning::finishStreamedScan()
     ScanRecordList records = measurements();
     if (records.empty()) {
         log().LogErrorOnly(kErrorBuild, QStringLiteral("FAILED Scan: Insufficient data"));
-        state_ = kFailed;
+        markFailed();
         return false;
     }
     if (!readReferences()) {
-        state_ = kFailed;
+        markFailed();
         return false;
     }
     prepareMeasurements(records);
@@ -171,7 +171,7 @@ bool Vireo2Scanning::finishStreamedScan()
         measurements_ = records;
     }
     if (log().scanDebug() && !saveStripFiles(true)) {
-        state_ = kFailed;
+        markFailed();
         return false;
     }
     return concludeBuild(records);

@@ -260,7 +260,7 @@ bool Vireo2Scanning::replayScanCsv()
     ScanRecordList records;
     if (!loadStripDataFromFile(QDir::currentPath() + QStringLiteral("/scan.csv"), &records)) {
         log().LogErrorOnly(kErrorBuild, QStringLiteral("FAILED Scan: Invalid data"));
-        state_ = kFailed;
+        markFailed();
         return false;
     }
     if (patchLimit_ > 0 && patchLimit_ < int(records.size()))

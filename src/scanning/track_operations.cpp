@@ -164,7 +164,7 @@ bool Vireo2Scanning::prepareTrackScan(const QStringList& words)
     sheetNumber_ = words.size() > 1 ? words.at(1).toInt() : 0;
     scanRequested_ = false;
     if (!link_->transportOpen() && !link_->reopen()) {
-        state_ = kFailed;
+        markFailed();
         return false;
     }
     readTraverseLength();

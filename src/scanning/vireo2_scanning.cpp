@@ -102,6 +102,12 @@ int Vireo2Scanning::fail()
     return kFailed;
 }
 
+void Vireo2Scanning::markFailed()
+{
+    log().publishError(log().errorCode(), QString::fromLatin1(log().errorText()));
+    state_ = kFailed;
+}
+
 void Vireo2Scanning::armScan(int dataSetsPerPatch)
 {
     dataSetsPerPatch_ = dataSetsPerPatch;

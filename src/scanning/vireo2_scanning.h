@@ -92,6 +92,9 @@ public:
     // Sets the failure state and aborts through the device, keeping the
     // cause in the error record; returns -1.
     int fail();
+    // State -1 with the error just recorded as the cause the host reads
+    // (no abort: the scan has already ended).
+    void markFailed();
 
     // --- Streamed measurements (stream_packets.cpp, measurement_records.cpp)
     // Called when a traverse is armed: empties the lists.

@@ -44,6 +44,7 @@ Subcommand simCommand();
 Subcommand statusCommand();
 Subcommand calibrateCommand();
 Subcommand measureCommand();
+Subcommand scanCommand();
 Subcommand convertCommand();
 Subcommand execCommand();
 Subcommand settingsCommand();

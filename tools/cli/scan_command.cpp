@@ -1,0 +1,170 @@
+#include <QSaveFile>
+
+#include "console.h"
+#include "illuminant.h"
+#include "instrument_session.h"
+#include "library_error.h"
+#include "strip_output.h"
+#include "strip_scan.h"
+#include "subcommand.h"
+#include "vireo2.h"
+
+namespace vireo2::cli {
+namespace {
+
+const QString kTrack = QStringLiteral("track");
+const QString kPatches = QStringLiteral("patches");
+const QString kWidth = QStringLiteral("width");
+const QString kSheets = QStringLiteral("sheets");
+const QString kSheet = QStringLiteral("sheet");
+const QString kWait = QStringLiteral("wait");
+const QString kCondition = QStringLiteral("condition");
+const QString kIlluminant = QStringLiteral("illuminant");
+const QString kJson = QStringLiteral("json");
+const QString kCsv = QStringLiteral("csv");
+const QString kCgats = QStringLiteral("cgats");
+const QString kPlot = QStringLiteral("plot");
+
+struct ScanOptions {
+    StripScanRequest request;
+    int condition = 1;
+    int illuminant = illuminant::kDefault;
+};
+
+QString intOption(const QCommandLineParser& p, const QString& name, int low, int high, int* value)
+{
+    if (!p.isSet(name))
+        return QString();
+    bool ok = false;
+    *value = p.value(name).toInt(&ok);
+    if (!ok || *value < low || *value > high)
+        return QStringLiteral("--%1 takes a number from %2 to %3").arg(name).arg(low).arg(high);
+    return QString();
+}
+
+QString parseOptions(const QCommandLineParser& p, bool quiet, ScanOptions* o)
+{
+    if (p.isSet(kJson) && p.isSet(kCsv))
+        return QStringLiteral("choose one of --json and --csv");
+    StripScanRequest& r = o->request;
+    r.quiet = quiet;
+    r.trackAddress = p.value(kTrack);
+    if (!r.trackAddress.isEmpty()) {
+        const QString problem = ConnectionChoice::validateTcpAddress(r.trackAddress);
+        if (!problem.isEmpty() || !r.trackAddress.contains(QLatin1Char(':')))
+            return QStringLiteral("--track takes HOST:PORT");
+    }
+    for (const QString& problem : {intOption(p, kPatches, 1, 1000, &r.patchCount), intOption(p, kSheets, 1, 999, &r.sheets),
+                                   intOption(p, kSheet, 0, 999, &r.firstSheet), intOption(p, kWait, 1, 3600, &r.waitSeconds)})
+        if (!problem.isEmpty())
+            return problem;
+    if (p.isSet(kWidth)) {
+        bool ok = false;
+        r.patchWidth = p.value(kWidth).toDouble(&ok);
+        if (!ok || r.patchWidth < 3.0 || r.patchWidth > 20.0)
+            return QStringLiteral("--width takes the patch width in mm, 3 to 20");
+    }
+    if (p.isSet(kCondition)) {
+        const QString name = p.value(kCondition).toUpper();
+        if (name.size() != 2 || name[0] != QLatin1Char('M') || name[1] < QLatin1Char('0') || name[1] > QLatin1Char('3'))
+            return QStringLiteral("--condition is one of M0, M1, M2 and M3");
+        o->condition = name[1].digitValue();
+    }
+    QString problem;
+    o->illuminant = illuminant::fromOption(p, kIlluminant, &problem);
+    return o->illuminant < 0 ? problem : QString();
+}
+
+int writeFile(const QString& path, const QByteArray& bytes, const QString& what, bool quiet)
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) < 0 || !file.commit())
+        return failure(QStringLiteral("cannot write the %1 %2: %3").arg(what, path, file.errorString()));
+    if (!quiet)
+        printErr(QStringLiteral("%1 written: %2\n").arg(what.left(1).toUpper() + what.mid(1), path));
+    return ExitOk;
+}
+
+int run(const Invocation& call)
+{
+    if (!call.arguments.isEmpty())
+        return usageError(QStringLiteral("scan takes no arguments"), QStringLiteral("scan"));
+    ScanOptions o;
+    const QString usage = parseOptions(call.parser, call.context.quiet, &o);
+    if (!usage.isEmpty())
+        return usageError(usage, QStringLiteral("scan"));
+
+    if (!chooseScanMode(o.request))
+        return libraryFailure();
+    InstrumentSession session(call.context.quiet);
+    if (!session.connect())
+        return libraryFailure();
+    StripScan scan;
+    scan.condition = o.condition;
+    scan.illuminant = o.illuminant;
+    const QString problem = scanStrips(o.request, &scan);
+    if (!problem.isEmpty()) {
+        if (GetLastErrorCode() != 0)
+            libraryFailure();
+        return failure(problem);
+    }
+    computeColours(&scan);
+
+    const QCommandLineParser& p = call.parser;
+    if (p.isSet(kJson))
+        printOut(QString::fromUtf8(stripJson(scan)));
+    else if (p.isSet(kCsv))
+        printOut(stripCsv(scan));
+    else
+        printOut(stripTable(scan));
+    if (p.isSet(kCgats)) {
+        const QString failed = appendStripCgats(scan, p.value(kCgats));
+        if (!failed.isEmpty())
+            return failure(failed);
+        if (!call.context.quiet)
+            printErr(QStringLiteral("CGATS written: %1\n").arg(p.value(kCgats)));
+    }
+    if (p.isSet(kPlot))
+        return writeFile(p.value(kPlot), stripChartSvg(scan), QStringLiteral("strip chart"), call.context.quiet);
+    return ExitOk;
+}
+
+} // namespace
+
+Subcommand scanCommand()
+{
+    Subcommand command;
+    command.name = QStringLiteral("scan");
+    command.summary = QStringLiteral("Scan a strip of patches on the TR3 track or by hand");
+    command.description = QStringLiteral(
+        "With --track HOST:PORT the instrument rides the TR3 track: the head crosses\n"
+        "the sheet, the library finds the patches and prints each with its L*a*b*,\n"
+        "position, position error and Ripple. Without --track the operator scans the\n"
+        "strip with the instrument by hand (waiting at most --wait seconds).\n"
+        "The instrument must be calibrated ('vireo2 calibrate').\n"
+        "\n"
+        "--cgats adds the patches to a CGATS file (SAMPLE_ID, LAB_L/A/B, SPEC_400..700\n"
+        "of --condition), continuing the sample ids of an existing file, so several\n"
+        "strips (--sheets N, or runs with --sheet K) collect in one file. --plot draws\n"
+        "the strip as swatches with the position error and Ripple beneath.");
+    command.options = {
+        QCommandLineOption(kTrack, QStringLiteral("Scan on the track at this address."), QStringLiteral("HOST:PORT")),
+        QCommandLineOption(kPatches, QStringLiteral("Patches on the strip (24)."), QStringLiteral("N")),
+        QCommandLineOption(kWidth, QStringLiteral("Patch width in mm, 3 to 20 (8)."), QStringLiteral("MM")),
+        QCommandLineOption(kSheets, QStringLiteral("Scan N sheets one after the other (1)."), QStringLiteral("N")),
+        QCommandLineOption(kSheet, QStringLiteral("Number of the first sheet (0)."), QStringLiteral("K")),
+        QCommandLineOption(kWait, QStringLiteral("Seconds to wait for a hand scan (300)."), QStringLiteral("S")),
+        QCommandLineOption(kCondition, QStringLiteral("Condition for colours and files: M0..M3 (M1)."),
+                           QStringLiteral("M")),
+        QCommandLineOption(kIlluminant, QStringLiteral("Illuminant/observer for L*a*b* (D50/2)."), QStringLiteral("NAME")),
+        QCommandLineOption(kJson, QStringLiteral("Print one JSON object instead of the table.")),
+        QCommandLineOption(kCsv, QStringLiteral("Print CSV: one row per patch.")),
+        QCommandLineOption(kCgats, QStringLiteral("Add the patches to a CGATS file."), QStringLiteral("FILE")),
+        QCommandLineOption(kPlot, QStringLiteral("Also draw the strip as an SVG picture."), QStringLiteral("FILE.svg")),
+    };
+    command.connects = true;
+    command.run = run;
+    return command;
+}
+
+} // namespace vireo2::cli
