@@ -91,6 +91,16 @@ TEST(StripFiles, LoaderRefusesAnythingElse)
         EXPECT_FALSE(host.engine->loadStripDataFromFile(path, &records)) << i;
         EXPECT_EQ(host.logHelper->errorText(), QByteArray("FAILED loadStripDataFromFile: Invalid data format")) << i;
     }
+    // 100 MB: a valid start, then one endless line (a sparse file of zeros).
+    const QString huge = host.env.root() + QStringLiteral("/huge.csv");
+    write(huge, valid);
+    {
+        QFile file(huge);
+        ASSERT_TRUE(file.resize(100LL * 1024 * 1024));
+    }
+    EXPECT_FALSE(host.engine->loadStripDataFromFile(huge, &records));
+    EXPECT_EQ(host.logHelper->errorText(), QByteArray("FAILED loadStripDataFromFile: Invalid data format"));
+
     EXPECT_FALSE(host.engine->loadStripDataFromFile(host.env.root() + QStringLiteral("/missing.csv"), &records));
     EXPECT_EQ(host.logHelper->errorText(), QByteArray("FAILED LoadStripDataFromFile: Unable to open data file"));
 }
@@ -115,6 +125,26 @@ TEST(StripFiles, PlausibilityChecksAndSummaries)
     EXPECT_TRUE(host.logText().contains(QStringLiteral("Avg Patch Width = 0.8333")));
     EXPECT_TRUE(host.logText().contains(QStringLiteral("Avg Ripple = 1.5")));
     EXPECT_TRUE(host.logText().contains(QStringLiteral("Avg Position Error = 0.02")));
+}
+
+TEST(StripFiles, ScanCsvReplayKeepsThePatchLimit)
+{
+    EngineHost host;
+    ASSERT_TRUE(host.engine->saveStripDataToFile(host.env.workDirectory() + QStringLiteral("/scan.csv"), sampleRecords(8)));
+    ASSERT_TRUE(host.engine->replayScanCsv());
+    EXPECT_EQ(host.engine->patchCount(), 8) << "a limit nobody set keeps every patch";
+    EXPECT_EQ(host.engine->status(), Vireo2Scanning::kDataReady);
+    EXPECT_EQ(host.aborts, 1);
+    EXPECT_TRUE(host.logText().contains(QStringLiteral("Patch Data Ready")));
+
+    host.engine->setPatchLimit(5);
+    ASSERT_TRUE(host.engine->replayScanCsv());
+    EXPECT_EQ(host.engine->patchCount(), 5);
+
+    QFile::remove(host.env.workDirectory() + QStringLiteral("/scan.csv"));
+    EXPECT_FALSE(host.engine->replayScanCsv());
+    EXPECT_EQ(host.logHelper->errorText(), QByteArray("FAILED Scan: Invalid data"));
+    EXPECT_EQ(host.engine->status(), Vireo2Scanning::kFailed);
 }
 
 } // namespace

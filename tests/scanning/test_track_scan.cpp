@@ -96,6 +96,12 @@ TEST_F(RecordedTrackScan, TraverseOfTheDefaultSheetRecordsItAndFindsEveryPatch)
     EXPECT_NEAR(std::stod(execute("autoscanpatchoffset")), sheet.layout().margin, 1.0);
     EXPECT_NEAR(std::stod(execute("autoscansheetlength")), sheet.farEdge() - sheet.layout().edge, 1.5);
 
+    // The saved traverse replays into the same patches.
+    EXPECT_EQ(execute("scanfile"), "<00>") << lastError();
+    EXPECT_EQ(ScanGetCount(), sheet.patchCount());
+    EXPECT_EQ(execute("scanfile;nothing.csv"), "");
+    EXPECT_EQ(lastError(), "20505 FAILED LoadStripDataFromFile: Unable to open data file");
+
     // Track-mode data: right-aligned in five characters, a blank after each.
     const std::string text = ScanGetData(0, 0);
     EXPECT_EQ(text.back(), ' ');
