@@ -168,8 +168,18 @@ class Instrument:
         return self._lib.ScanGetCount()
 
     def scan_data(self, patch, condition=0):
-        """The reflectance factors of one scanned patch and condition."""
+        """The reflectance values of one scanned patch and condition: percent
+        on the track, factors from a hand scan."""
         text = _text(self._lib.ScanGetData(int(patch), int(condition)))
         if not text:
             _fail(errors.ScanFailed, "ScanGetData")
         return [float(v) for v in text.split()]
+
+    def scan_patch_record(self, patch):
+        """Track scans: a dict of the patch's header values (sync, delta,
+        time_stamp, L, a, b, dE, position, ripple); None when there is none."""
+        values = (ctypes.c_double * 9)()
+        if self._lib.ScanGetPatchRecord(int(patch), values, 9) != 9:
+            return None
+        names = ("sync", "delta", "time_stamp", "L", "a", "b", "dE", "position", "ripple")
+        return dict(zip(names, list(values)))
