@@ -139,6 +139,27 @@ INSTANTIATE_TEST_SUITE_P(
                       PollCase{"SCAN 0x90 |{\"seq\":0,\"readings\":[{\"t\":1}]}", 20506,
                                "FAILED: Invalid scan data packet - reading 0 is not a time stamp with 31-value spectra"}));
 
+// No reply at all: the exchange fails (-1) and the scan with it; the cause
+// is the transport's.
+TEST_F(TrackScan, SilentInstrumentFailsTheScan)
+{
+    sim_.faults().add(sim::Fault::on("Scan Get Refls").silently());
+    startTraverse(24, 8.0f);
+    ASSERT_EQ(waitForScanEnd(20000), -1);
+    EXPECT_EQ(lastError(), "20486 RecvPacket: Incorrect Packet length");
+}
+
+// "Nothing new" ends the streamed part: the scan is built from what came.
+TEST_F(TrackScan, NothingNewEndsTheScanWithWhatWasRecorded)
+{
+    sim_.faults().add(sim::Fault::on("Scan Get Refls").replying("SCAN 0x07"));
+    startTraverse(24, 8.0f);
+    const int status = waitForScanEnd(20000);
+    EXPECT_TRUE(status == 3 || status == -1) << status;
+    EXPECT_GE(count("Scan Acquire Stop"), 1);
+    EXPECT_LT(ScanGetCount(), 24) << "the traverse was cut short";
+}
+
 TEST_F(TrackScan, PacketWithoutJsonIsRecordedAndTheScanGoesOn)
 {
     sim_.faults().add(sim::Fault::on("Scan Get Refls").replying("SCAN 0x90 |{}"));
