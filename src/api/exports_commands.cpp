@@ -29,16 +29,20 @@ VIREO2_API int ExecuteBinary(const unsigned char* message, int messageLength, in
 
 // The one locked export that looks at the lock's outcome: a command is never
 // sent without the lock.
+// The reply goes back as the bytes it arrived in: no conversion of what may
+// be megabytes of text.
 VIREO2_API const char* SendCommand(const char* command, int timeoutMs)
 {
-    return guardedText([command, timeoutMs] {
+    try {
         Vireo2& d = device();
         PortLock lock(d);
         QString text;
         if (lock.failed() || !readText(command, "SendCommand", text))
-            return QString();
-        return d.SendCommand(text, timeoutMs);
-    });
+            return textResult(QByteArray());
+        return textResult(d.sendCommandBytes(text, timeoutMs));
+    } catch (...) {
+        return "";
+    }
 }
 
 } // extern "C"

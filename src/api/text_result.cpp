@@ -55,12 +55,22 @@ private:
     size_t capacity_ = 0;
 };
 
+ResultBuffer& threadBuffer()
+{
+    thread_local ResultBuffer buffer;
+    return buffer;
+}
+
 } // namespace
 
 const char* textResult(const QString& text)
 {
-    thread_local ResultBuffer buffer;
-    return buffer.assign(text.toUtf8());
+    return threadBuffer().assign(text.toUtf8());
+}
+
+const char* textResult(const QByteArray& utf8)
+{
+    return threadBuffer().assign(utf8);
 }
 
 } // namespace vireo2

@@ -123,7 +123,17 @@ public:
     WorkerThread* workerThread() const { return workerThread_; }
     bool isWorkerRunning() const;
     bool pollEnabled() const { return pollEnabled_; }
-    void setPollEnabled(bool on) { pollEnabled_ = on; }
+    // Switches polling and wakes the status thread to notice it.
+    void setPollEnabled(bool on);
+    // Counts the switches of polling (and stop requests): the status thread
+    // reads it before it looks at the state, then sleeps with
+    // waitForPollChange until it moves on, so no switch is missed.
+    quint64 pollGeneration();
+    // Returns after `timeoutMs` (ULONG_MAX: no limit), or as soon as the
+    // generation differs from `seen` or a stop is asked for.
+    void waitForPollChange(quint64 seen, const std::atomic<bool>& stopRequested, unsigned long timeoutMs);
+    // Wakes the status thread (a stop was asked for).
+    void wakeStatusThread();
     // Tests whether the transport is open (used when a lock is abandoned).
     virtual bool isPortValid();
     // Copies condition `set` of the last reading (reflectance factors) into
@@ -151,6 +161,11 @@ protected:
                                 QStringLiteral("NA")};
     std::atomic<bool> calibrated_{false};
     std::atomic<bool> pollEnabled_{false};
+    // The status thread sleeps on this until polling changes or it must stop,
+    // so an idle or disconnected device has no thread waking up.
+    Mutex pollMutex_;
+    WaitCondition pollChanged_;
+    quint64 pollGeneration_ = 0;
     std::atomic<bool> dataReady_{false};
     qint32 modelCode_ = 0;
     qint32 setCount_ = 1;

@@ -1,7 +1,9 @@
 // Starting and stopping the status-poll thread of a device.
 #include "device/nerva.h"
 
+#include <QDeadlineTimer>
 #include <QThread>
+#include <climits>
 
 #include "device/status_thread.h"
 
@@ -16,9 +18,43 @@ constexpr unsigned long kFinishingWaitMs = 1000;
 
 } // namespace
 
+void Nerva::setPollEnabled(bool on)
+{
+    pollEnabled_ = on;
+    wakeStatusThread();
+}
+
+void Nerva::wakeStatusThread()
+{
+    MutexLocker lock(&pollMutex_);
+    ++pollGeneration_;
+    pollChanged_.wakeAll();
+}
+
+quint64 Nerva::pollGeneration()
+{
+    MutexLocker lock(&pollMutex_);
+    return pollGeneration_;
+}
+
+void Nerva::waitForPollChange(quint64 seen, const std::atomic<bool>& stopRequested, unsigned long timeoutMs)
+{
+    MutexLocker lock(&pollMutex_);
+    QDeadlineTimer deadline(timeoutMs == ULONG_MAX ? QDeadlineTimer::Forever : QDeadlineTimer(qint64(timeoutMs)));
+    while (!stopRequested && pollGeneration_ == seen) {
+        if (deadline.isForever()) {
+            pollChanged_.wait(&pollMutex_);
+            continue;
+        }
+        const qint64 left = deadline.remainingTime();
+        if (left <= 0 || !pollChanged_.wait(&pollMutex_, (unsigned long)left))
+            break;
+    }
+}
+
 bool Nerva::startStatusThread()
 {
-    pollEnabled_ = false;
+    setPollEnabled(false);
     if (!statusThread_) {
         statusThread_ = new StatusThread(this);
         statusThread_->start(QThread::InheritPriority);
@@ -33,12 +69,13 @@ bool Nerva::startStatusThread()
 
 bool Nerva::stopStatusThread()
 {
-    pollEnabled_ = false;
+    setPollEnabled(false);
     StatusThread* thread = statusThread_;
     if (!thread)
         return true;
     if (thread->isRunning()) {
         thread->requestStop();
+        wakeStatusThread();
         QThread::msleep(kStopPollMs);
     }
     log_->ProfileMark();

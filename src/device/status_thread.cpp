@@ -1,22 +1,32 @@
 #include "device/status_thread.h"
 
+#include <climits>
+
 #include "device/nerva.h"
 
 namespace vireo2 {
+namespace {
+
+constexpr unsigned long kPollPeriodMs = 200;
+
+} // namespace
 
 StatusThread::StatusThread(Nerva* device) : device_(device) {}
 
-// Polls about every 200 ms while connected. While disconnected it naps for
-// 10 ms between looks instead of spinning a core.
+// Polls about every 200 ms while connected with polling on; otherwise it
+// sleeps without waking until that changes or it is asked to stop.
 void StatusThread::run()
 {
     while (!stopRequested_) {
-        if (!device_->IsConnected()) {
-            QThread::msleep(10);
+        const quint64 seen = device_->pollGeneration();
+        // Nothing to poll: sleep until polling is switched or a stop is asked
+        // for (a connection that dropped comes back only through Connect,
+        // which replaces this thread).
+        if (!device_->pollEnabled() || !device_->IsConnected()) {
+            device_->waitForPollChange(seen, stopRequested_, ULONG_MAX);
             continue;
         }
-        for (int i = 0; i < 20 && !stopRequested_; ++i)
-            QThread::msleep(10);
+        device_->waitForPollChange(seen, stopRequested_, kPollPeriodMs);
         if (stopRequested_)
             break;
         if (device_->pollEnabled() && device_->IsConnected())

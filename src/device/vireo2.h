@@ -59,6 +59,8 @@ public:
     QString Execute(const QString& commandLine) override;
     // Raw command (vireo2_transact.cpp)
     QString SendCommand(const QString& command, int timeoutMs) override;
+    // The reply of SendCommand as the bytes it came in; empty on failure.
+    QByteArray sendCommandBytes(const QString& command, int timeoutMs);
     void init() override;
     // Status poll (vireo2_status.cpp)
     void CheckStatus() override;

@@ -113,7 +113,7 @@ bool Vireo2::Connect()
     connected_ = true;
     stateText_ = QStringLiteral("0");
     connecting_ = false;
-    pollEnabled_ = true;
+    setPollEnabled(true);
     return true;
 }
 
@@ -205,7 +205,7 @@ bool Vireo2::Identify()
 
 bool Vireo2::Disconnect()
 {
-    pollEnabled_ = false;
+    setPollEnabled(false);
     checkBusy_ = false;
     if (connecting_ && !switchingMethod_)
         return false;

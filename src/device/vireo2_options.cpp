@@ -227,11 +227,11 @@ QString Vireo2::GetConfiguration()
 bool Vireo2::SetConfiguration(const QString& configuration)
 {
     if (configuration == QLatin1String("STOP_POLL")) {
-        pollEnabled_ = false;
+        setPollEnabled(false);
         return true;
     }
     if (configuration == QLatin1String("START_POLL")) {
-        pollEnabled_ = true;
+        setPollEnabled(true);
         return true;
     }
     log_->LogErrorOnly(kInvalidArgument, QStringLiteral("FAILED setConfiguration: Invalid Argument"));

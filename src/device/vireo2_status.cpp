@@ -40,9 +40,10 @@ private:
 
 void Vireo2::CheckStatus()
 {
-    // The check's progress marks are always written, like every plain log
-    // line: they show where a check stopped when the instrument stalls.
-    auto mark = [this](const char* text) { log_->WriteLine(QString::fromLatin1(text)); };
+    // The check's steps are timing marks: written with profiling on
+    // (Options/Profile), they show where a check stopped when the instrument
+    // stalls; otherwise an idle poll leaves the log alone.
+    auto mark = [this](const char* text) { log_->ProfileMark(QString::fromLatin1(text)); };
 
     mark("In Check Status Method");
     if (checkBusy_.exchange(true))
@@ -126,10 +127,10 @@ void Vireo2::CheckStatus()
 // when there was none.
 QString Vireo2::checkButton()
 {
-    log_->WriteLine(QStringLiteral("CHECK STATUS PRE BTN TRIGGERED"));
+    log_->ProfileMark(QStringLiteral("CHECK STATUS PRE BTN TRIGGERED"));
     QByteArray reply;
     const qint32 status = Transact(QStringLiteral("button triggered?"), reply, kButtonTimeoutMs);
-    log_->WriteLine(QStringLiteral("CHECK STATUS POST BTN TRIGGERED"));
+    log_->ProfileMark(QStringLiteral("CHECK STATUS POST BTN TRIGGERED"));
     if (status != 0)
         return QString();
     const QString text = ResponseValue(reply);
@@ -151,14 +152,14 @@ QString Vireo2::checkButton()
 bool Vireo2::checkMeasurement(bool& finished)
 {
     finished = true;
-    log_->WriteLine(QStringLiteral("CHECK STATUS PRE MEAS"));
+    log_->ProfileMark(QStringLiteral("CHECK STATUS PRE MEAS"));
     if (!IsConnected()) {
-        log_->WriteLine(QStringLiteral("CHECK STATUS NO CONNECTION MEAS"));
+        log_->ProfileMark(QStringLiteral("CHECK STATUS NO CONNECTION MEAS"));
         return false;
     }
     QByteArray reply;
     const qint32 status = Transact(QStringLiteral("meas done?"), reply, kPollTimeoutMs);
-    log_->WriteLine(QStringLiteral("CHECK STATUS POST MEAS"));
+    log_->ProfileMark(QStringLiteral("CHECK STATUS POST MEAS"));
 
     if (status == 0x80) {
         log_->WriteLine(QStringLiteral("Measurement on the device returned code 0x80 -- 'STATUS_CALC_ERROR'"));

@@ -55,6 +55,20 @@ bool needsAwakeInstrument(const QString& command)
            compact.contains(QLatin1String("videotargetingon"));
 }
 
+// The reply as the log and error record keep it: no more than the log can
+// ever hold (its size limit), with the full length noted after a cut, so a
+// reply of megabytes is not copied and converted only to be thrown away.
+QString loggableReply(const QByteArray& reply)
+{
+    const qint64 limit = LogHelper::sizeLimit();
+    if (reply.size() <= limit)
+        return QString::fromUtf8(reply);
+    int cut = int(limit);
+    while (cut > 0 && (uchar(reply.at(cut)) & 0xC0) == 0x80)
+        --cut;
+    return QString::fromUtf8(reply.constData(), cut) + QStringLiteral("... (%1 bytes)").arg(reply.size());
+}
+
 QString hexStatus(qint32 status)
 {
     return QString::asprintf("<%02X>", unsigned(status));
@@ -121,7 +135,7 @@ qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeou
         if (!jsonFollows || response.size() > 150)
             loggedReply = commandBar >= 0 ? response.left(commandBar) : response;
     }
-    log_->setReceivedText(QString::fromUtf8(loggedReply));
+    log_->setReceivedText(loggableReply(loggedReply));
     log_->setElapsed(transport->lastExchangeTime());
 
     const qint32 status = ParseStatus(response);
@@ -174,9 +188,14 @@ qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeou
 
 QString Vireo2::SendCommand(const QString& command, int timeoutMs)
 {
+    return QString::fromUtf8(sendCommandBytes(command, timeoutMs));
+}
+
+QByteArray Vireo2::sendCommandBytes(const QString& command, int timeoutMs)
+{
     QByteArray response;
     const qint32 status = Transact(command, response, qMax(timeoutMs, 3000), 0);
-    return status == 0 ? QString::fromUtf8(response) : QString();
+    return status == 0 ? response : QByteArray();
 }
 
 // The gate is open for firmware from 2.x, 1.1 or build 192 on: versions

@@ -6,11 +6,13 @@ namespace vireo2 {
 namespace {
 
 // A cursor over a reply that reads the way the C scanf family does in the C
-// locale, without depending on the host's locale.
+// locale, without depending on the host's locale. The text ends at its first
+// zero byte; that end is found as the cursor reaches it, so reading the
+// status of a reply of megabytes looks at its first words only.
 class ReplyScanner {
 public:
     explicit ReplyScanner(const QByteArray& text)
-        : begin_(text.constData()), end_(text.constData() + qstrnlen(text.constData(), uint(text.size())))
+        : begin_(text.constData()), end_(text.constData() + text.size())
     {
         pos_ = begin_;
     }
@@ -20,7 +22,7 @@ public:
     {
         skipSpace();
         const char* start = pos_;
-        while (pos_ < end_ && !isSpace(*pos_))
+        while (more() && !isSpace(*pos_))
             ++pos_;
         return pos_ > start;
     }
@@ -28,14 +30,14 @@ public:
     // A blank in the format matches any run of white space, even none.
     void skipSpace()
     {
-        while (pos_ < end_ && isSpace(*pos_))
+        while (more() && isSpace(*pos_))
             ++pos_;
     }
 
     bool literal(const char* text)
     {
         for (; *text; ++text, ++pos_) {
-            if (pos_ >= end_ || *pos_ != *text)
+            if (!more() || *pos_ != *text)
                 return false;
         }
         return true;
@@ -47,6 +49,8 @@ public:
     bool decimal(qint32* value) { return integer(10, value); }
 
 private:
+    bool more() const { return pos_ < end_ && *pos_ != '\0'; }
+
     static bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
     static int digitValue(char c)
@@ -64,14 +68,14 @@ private:
     {
         skipSpace();
         bool negative = false;
-        if (pos_ < end_ && (*pos_ == '+' || *pos_ == '-'))
+        if (more() && (*pos_ == '+' || *pos_ == '-'))
             negative = *pos_++ == '-';
         if (base == 16 && end_ - pos_ >= 3 && pos_[0] == '0' && (pos_[1] == 'x' || pos_[1] == 'X')
             && digitValue(pos_[2]) < 16)
             pos_ += 2;
         quint64 magnitude = 0;
         const char* digits = pos_;
-        while (pos_ < end_ && digitValue(*pos_) < base) {
+        while (more() && digitValue(*pos_) < base) {
             // Saturate: an absurd number of digits must not wrap around.
             magnitude = qMin<quint64>(magnitude * quint64(base) + quint64(digitValue(*pos_)), 0xFFFFFFFFull);
             ++pos_;

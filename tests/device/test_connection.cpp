@@ -65,7 +65,21 @@ TEST_F(ConnectionTest, PollingOnlyPollsAndStopsOnRequestAndWithDisconnect)
     EXPECT_EQ(commands().value(0), QByteArray("version")) << "a reconnection identifies again";
 }
 
-TEST_F(ConnectionTest, StatusCheckMarksEachStepInTheLogWithoutDebugLogging)
+TEST_F(ConnectionTest, IdlePollingLeavesTheLogAlone)
+{
+    connectInstrument();
+    ASSERT_TRUE(sim_.waitForCommand("meas done?", 2000));
+    ASSERT_TRUE(sim_.waitForCommand("scan done?", 2000));
+    EXPECT_FALSE(log().contains(QStringLiteral("CHECK STATUS"))) << log().toStdString();
+    EXPECT_FALSE(log().contains(QStringLiteral("In Check Status Method")));
+}
+
+class ProfileLogTest : public InstrumentTest {
+protected:
+    void prepare() override { env_.writeLogOptions({{QStringLiteral("Options/Profile"), QStringLiteral("1")}}); }
+};
+
+TEST_F(ProfileLogTest, StatusCheckMarksEachStepAsATimingMark)
 {
     // A quiet instrument: every check runs through the button and the
     // measurement question and then asks about scans.
@@ -73,10 +87,11 @@ TEST_F(ConnectionTest, StatusCheckMarksEachStepInTheLogWithoutDebugLogging)
                             QStringLiteral("CHECK STATUS POST LOCK"),        QStringLiteral("CHECK STATUS POST SCAN"),
                             QStringLiteral("CHECK STATUS PRE BTN TRIGGERED"), QStringLiteral("CHECK STATUS POST BTN TRIGGERED"),
                             QStringLiteral("CHECK STATUS PRE MEAS"),         QStringLiteral("CHECK STATUS POST MEAS")};
+    // Timing marks read "<ms since the previous mark>: <label>".
     auto oneWholeCheckLogged = [&] {
         QStringList messages;
         for (const QString& line : log().split(QStringLiteral("\r\n")))
-            messages.append(line.section(QStringLiteral(" - "), 1));
+            messages.append(line.section(QStringLiteral(" - "), 1).section(QStringLiteral(": "), 1));
         for (int first = 0; first + steps.size() <= messages.size(); ++first) {
             if (messages.mid(first, steps.size()) == steps)
                 return true;

@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kOk = 0x00;
 constexpr int kInvalidArgument = 0x02;
+constexpr int kLargestBlob = 64 * 1024 * 1024;
 
 // "clock write Y M D h m s": six numbers forming a valid date and time.
 std::optional<QDateTime> clockTime(const QStringList& numbers)
@@ -53,6 +54,17 @@ std::optional<QByteArray> SimulatedVireo2::housekeepingReply(const QString& key,
     }
     if (key == QLatin1String("oem get identifier"))
         return statusReply("OEM", kOk, options_.oemIdentifier.toUtf8());
+    // A reply of N bytes for measuring transfers: "BLOB 0x00 " and N bytes.
+    if (key.startsWith(QLatin1String("blob get ")) && words.size() == 3) {
+        bool isNumber = false;
+        const int size = words.at(2).toInt(&isNumber);
+        if (!isNumber || size < 0 || size > kLargestBlob)
+            return statusReply("BLOB", kInvalidArgument);
+        QByteArray blob(size, 'b');
+        for (int i = 0; i < size; i += 64)
+            blob[i] = char('0' + (i / 64) % 10);
+        return statusReply("BLOB", kOk, blob);
+    }
     if (key == QLatin1String("tool query"))
         return statusReply("TOOL", kOk, tool_.toUtf8());
     if (key.startsWith(QLatin1String("tool goto ")) && words.size() >= 3) {

@@ -1,0 +1,118 @@
+// What a host gets from an exchange: short commands and 1 KB, 100 KB and
+// 10 MB replies through the public exports (SendCommand, and Execute passing
+// the command on), against a plain send()/recv() BCP client doing the same
+// exchanges on a blocking socket (posix_bcp_client.h). vireo2-sim runs in its own process; library and baseline
+// calls alternate round by round; each figure is the median (and range) of 7
+// rounds. Also the host process's peak RSS after the 10 MB replies.
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <cstdio>
+#include <sys/resource.h>
+
+#include "bench_stats.h"
+#include "posix_bcp_client.h"
+#include "sim_process.h"
+#include "vireo2.h"
+
+using namespace vireo2::bench;
+
+namespace {
+
+constexpr int kRounds = 7;
+
+double peakRssMb()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_maxrss) / 1024.0;
+}
+
+template <typename F>
+double millis(F&& call)
+{
+    QElapsedTimer timer;
+    timer.start();
+    if (!call()) {
+        std::fprintf(stderr, "exchange failed: %d %s\n", GetLastErrorCode(), GetLastErrorString());
+        std::exit(1);
+    }
+    return double(timer.nsecsElapsed()) / 1e6;
+}
+
+void report(const char* what, int repeats, double bytes, Series& library, Series& baseline)
+{
+    const double ratio = baseline.median() / library.median();
+    if (bytes > 0) {
+        std::printf("| %-26s | %8.1f MB/s (%.1f-%.1f) | %8.1f MB/s (%.1f-%.1f) | %.2f |\n", what,
+                    bytes / library.median() / 1e3, bytes / library.most() / 1e3, bytes / library.least() / 1e3,
+                    bytes / baseline.median() / 1e3, bytes / baseline.most() / 1e3, bytes / baseline.least() / 1e3, ratio);
+    } else {
+        std::printf("| %-26s | %8.1f us (%.1f-%.1f) | %8.1f us (%.1f-%.1f) | %.2f |\n", what,
+                    library.median() * 1e3 / repeats, library.least() * 1e3 / repeats, library.most() * 1e3 / repeats,
+                    baseline.median() * 1e3 / repeats, baseline.least() * 1e3 / repeats, baseline.most() * 1e3 / repeats,
+                    ratio);
+    }
+}
+
+// One command through the library and through the raw client, `repeats`
+// times per round, alternating.
+void compare(const char* what, const QByteArray& command, int repeats, double replyBytes, bool viaExecute,
+             PosixBcpClient& raw)
+{
+    Series library, baseline;
+    const QByteArray executeLine = command;  // unknown words pass through as they stand
+    for (int round = 0; round < kRounds; ++round) {
+        library.add(millis([&] {
+            for (int i = 0; i < repeats; ++i) {
+                const char* reply = viaExecute ? Execute(executeLine.constData()) : SendCommand(command.constData(), 10000);
+                if (!reply || !*reply)
+                    return false;
+            }
+            return true;
+        }));
+        baseline.add(millis([&] {
+            for (int i = 0; i < repeats; ++i)
+                if (raw.exchange(command) < 0)
+                    return false;
+            return true;
+        }));
+    }
+    report(what, repeats, replyBytes, library, baseline);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    SimProcess sim(QCoreApplication::applicationDirPath() + QStringLiteral("/vireo2-sim"));
+    if (!sim.start()) {
+        std::fprintf(stderr, "vireo2-sim did not start\n");
+        return 1;
+    }
+    SetOption("connection_method", "TCP");
+    SetOption("device_ip_address", sim.address().constData());
+    if (!Connect()) {
+        std::fprintf(stderr, "Connect: %d %s\n", GetLastErrorCode(), GetLastErrorString());
+        return 1;
+    }
+    SetConfiguration("STOP_POLL");  // the status poll would share the socket's time
+    PosixBcpClient raw;
+    if (!raw.connectTo(sim.port()))
+        return 1;
+
+    const double rssBefore = peakRssMb();
+    std::printf("Through the exports against vireo2-sim in its own process; baseline: a plain BCP client\n");
+    std::printf("(median and range of %d alternated rounds; ratio = baseline time / library time, 1.00 = as fast)\n\n", kRounds);
+    std::printf("| exchange | library | baseline | ratio |\n|---|---|---|---|\n");
+    compare("short, SendCommand", "blob get 16", 200, 0, false, raw);
+    compare("short, Execute", "blob get 16", 200, 0, true, raw);
+    compare("1 KB, SendCommand", "blob get 1000", 100, 1000 * 100, false, raw);
+    compare("100 KB, SendCommand", "blob get 100000", 20, 100000 * 20, false, raw);
+    compare("10 MB, SendCommand", "blob get 10000000", 1, 1e7, false, raw);
+    compare("10 MB, Execute", "blob get 10000000", 1, 1e7, true, raw);
+    std::printf("\nPeak RSS of the host process: %.0f MB before the large replies, %.0f MB after (reply 10 MB)\n",
+                rssBefore, peakRssMb());
+    Disconnect();
+    return 0;
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QString>
+
+namespace vireo2::bench {
+
+// vireo2-sim in its own process on a free port of 127.0.0.1, as a host meets
+// an instrument: the library's threads and the simulator's never share a
+// process or its CPU accounting.
+class SimProcess {
+public:
+    explicit SimProcess(const QString& program) : program_(program) {}
+    ~SimProcess()
+    {
+        process_.kill();
+        process_.waitForFinished(2000);
+    }
+
+    bool start()
+    {
+        process_.start(program_, {QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--calibrated")});
+        if (!process_.waitForStarted(5000))
+            return false;
+        QByteArray out;
+        while (process_.waitForReadyRead(5000)) {
+            out += process_.readAllStandardOutput();
+            const auto match = QRegularExpression(QStringLiteral("listening on 127\\.0\\.0\\.1:(\\d+)")).match(QString::fromLatin1(out));
+            if (match.hasMatch()) {
+                port_ = match.captured(1).toUShort();
+                return true;
+            }
+        }
+        return false;
+    }
+
+    quint16 port() const { return port_; }
+    QByteArray address() const { return "127.0.0.1:" + QByteArray::number(port_); }
+
+private:
+    QString program_;
+    QProcess process_;
+    quint16 port_ = 0;
+};
+
+} // namespace vireo2::bench
