@@ -1,5 +1,6 @@
 // Free-form commands.
 #include "api/export_frame.h"
+#include "api/text_result.h"
 #include "vireo2.h"
 
 using namespace vireo2;
@@ -9,10 +10,12 @@ extern "C" {
 
 VIREO2_API const char* Execute(const char* commandLine)
 {
-    return guardedText([commandLine] {
+    try {
         QString line;
-        return readText(commandLine, "Execute", line) ? device().Execute(line) : QString();
-    });
+        return textResult(readText(commandLine, "Execute", line) ? device().executeUtf8(line) : QByteArray());
+    } catch (...) {
+        return "";
+    }
 }
 
 VIREO2_API int ExecuteBinary(const unsigned char* message, int messageLength, int timeoutMs,

@@ -23,8 +23,13 @@ QByteArray CommandContext::require(const QString& command, int timeoutMs)
 
 QString CommandContext::passThrough(const QString& command)
 {
-    const Reply reply = exchange(command, kShortTimeoutMs);
-    return reply.ok() ? ResponseValue(reply.text) : QString();
+    return QString::fromUtf8(passThroughBytes(command));
+}
+
+QByteArray CommandContext::passThroughBytes(const QString& command)
+{
+    Reply reply = exchange(command, kShortTimeoutMs);
+    return reply.ok() ? responseValueBytes(std::move(reply.text)) : QByteArray();
 }
 
 void CommandContext::fail() const

@@ -34,6 +34,8 @@ public:
     // Sends `command` as it stands (3,000 ms) and answers the value part of
     // the reply, "NO VALUE FOUND" when it has none, empty text on failure.
     QString passThrough(const QString& command);
+    // The same answer as the UTF-8 bytes of the reply.
+    QByteArray passThroughBytes(const QString& command);
     // Raises CommandFailed with the error record's current code.
     [[noreturn]] void fail() const;
 

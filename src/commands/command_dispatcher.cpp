@@ -121,6 +121,11 @@ CommandDispatcher::CommandDispatcher(CommandHost& host, const QMap<QString, qint
 
 QString CommandDispatcher::execute(const QString& text)
 {
+    return answer(text).text();
+}
+
+CommandAnswer CommandDispatcher::answer(const QString& text)
+{
     LogHelper& log = host_.log();
     log.setErrorCode(0);
     try {
@@ -137,7 +142,7 @@ QString CommandDispatcher::execute(const QString& text)
 
 // The queries up to the operation-in-progress test run without the lock, so
 // they answer while a long operation or a locked export runs.
-QString CommandDispatcher::run(const QString& text)
+CommandAnswer CommandDispatcher::run(const QString& text)
 {
     if (text.contains(QLatin1String("IsLaserOn")))
         return QStringLiteral("0");
@@ -165,7 +170,7 @@ QString CommandDispatcher::run(const QString& text)
     context.port = host_.lockPort();
     if (!context.port->held())
         return QString();
-    const QString result = runHandler(identifierOf(line), context);
+    CommandAnswer result = runHandler(identifierOf(line), context);
     closeMenu(context);
     return result;
 }
@@ -193,13 +198,13 @@ qint32 CommandDispatcher::identifierOf(const CommandLine& line) const
     return commandIds_.value(line.commandWord(), 0);
 }
 
-QString CommandDispatcher::runHandler(qint32 id, CommandContext& context)
+CommandAnswer CommandDispatcher::runHandler(qint32 id, CommandContext& context)
 {
     if (id < 0 || id >= kCommandCount)
         id = 0;
     const CommandHandler handler = handlerTable()[id];
     if (!handler)
-        return context.passThrough(context.line.text());
+        return CommandAnswer::fromUtf8(context.passThroughBytes(context.line.text()));
     if (!context.line.hasRequiredWords(commandTable()[id].requiredWords))
         throw ArgumentFault{kMissingArguments};
     return handler(context);

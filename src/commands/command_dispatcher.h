@@ -3,6 +3,8 @@
 #include <QMap>
 #include <QString>
 
+#include "commands/command_answer.h"
+
 namespace vireo2 {
 
 class CommandHost;
@@ -17,12 +19,14 @@ public:
     CommandDispatcher(CommandHost& host, const QMap<QString, qint32>& commandIds);
 
     QString execute(const QString& text);
+    // The same answer, as bytes where it is an instrument reply passed on.
+    CommandAnswer answer(const QString& text);
 
 private:
-    QString run(const QString& text);
+    CommandAnswer run(const QString& text);
     QString setModel(const CommandLine& line);
     qint32 identifierOf(const CommandLine& line) const;
-    QString runHandler(qint32 id, CommandContext& context);
+    CommandAnswer runHandler(qint32 id, CommandContext& context);
     void closeMenu(CommandContext& context);
 
     CommandHost& host_;

@@ -57,6 +57,8 @@ public:
     bool SetConfiguration(const QString& configuration) override;
     // Free-form commands (vireo2_execute.cpp)
     QString Execute(const QString& commandLine) override;
+    // Execute's answer as UTF-8, without converting a passed-on reply.
+    QByteArray executeUtf8(const QString& commandLine);
     // Raw command (vireo2_transact.cpp)
     QString SendCommand(const QString& command, int timeoutMs) override;
     // The reply of SendCommand as the bytes it came in; empty on failure.

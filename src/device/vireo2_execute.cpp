@@ -11,4 +11,10 @@ QString Vireo2::Execute(const QString& commandLine)
     return CommandDispatcher(host, commandIds_).execute(commandLine);
 }
 
+QByteArray Vireo2::executeUtf8(const QString& commandLine)
+{
+    Vireo2CommandHost host(*this);
+    return CommandDispatcher(host, commandIds_).answer(commandLine).utf8();
+}
+
 } // namespace vireo2

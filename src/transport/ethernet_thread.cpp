@@ -9,6 +9,12 @@
 #include <chrono>
 #include <climits>
 
+#ifdef Q_OS_LINUX
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+#endif
+
 #include "settings/log_category.h"
 #include "transport/ethernet_transport.h"
 #include "transport/idle_event_dispatcher.h"
@@ -61,11 +67,56 @@ EthernetThread::EthernetThread(CEthernet* owner) : owner_(owner)
     setEventDispatcher(new IdleEventDispatcher);
     // Also the name the system shows for the thread.
     setObjectName(QStringLiteral("EthernetThread"));
+#ifdef Q_OS_LINUX
+    wakeFd_ = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+#endif
 }
 
 EthernetThread::~EthernetThread()
 {
     quitAndWait();
+#ifdef Q_OS_LINUX
+    if (wakeFd_ >= 0)
+        ::close(wakeFd_);
+#endif
+}
+
+void EthernetThread::signalWake()
+{
+#ifdef Q_OS_LINUX
+    if (wakeFd_ >= 0) {
+        const quint64 one = 1;
+        [[maybe_unused]] const ssize_t written = ::write(wakeFd_, &one, sizeof one);
+    }
+#endif
+}
+
+bool EthernetThread::sleepOnIdleSocket(MutexLocker<Mutex>& lock)
+{
+#ifdef Q_OS_LINUX
+    const qintptr socketFd = socket_->socketDescriptor();
+    // With Qt's read buffer full the socket stays readable: poll() would not
+    // sleep, so the timed look below takes over.
+    if (wakeFd_ >= 0 && socketFd >= 0 && socket_->bytesAvailable() < kSocketBufferCap) {
+        lock.unlock();
+        pollfd fds[2] = {{int(socketFd), POLLIN | POLLRDHUP, 0}, {wakeFd_, POLLIN, 0}};
+        ::poll(fds, 2, -1);
+        quint64 count = 0;
+        [[maybe_unused]] const ssize_t drained = ::read(wakeFd_, &count, sizeof count);
+        const bool socketSpoke = fds[0].revents != 0;
+        if (socketSpoke)
+            checkIdleSocket();
+        lock.relock();
+        return true;
+    }
+#endif
+    const bool woken = requestReady_.wait(&mutex_, kIdleCheckMs);
+    if (!woken && request_ == Request::None) {
+        lock.unlock();
+        checkIdleSocket();
+        lock.relock();
+    }
+    return woken;
 }
 
 void EthernetThread::startAndWait()
@@ -221,6 +272,7 @@ void EthernetThread::submit(Request request)
     }
     // Woken after unlocking, so the worker does not block on our mutex.
     requestReady_.wakeOne();
+    signalWake();
     if (briefly([this] { return done_.load(); }))
         return;
     MutexLocker lock(&mutex_);
@@ -294,13 +346,10 @@ EthernetThread::Request EthernetThread::nextRequest(MutexLocker<Mutex>& lock, bo
     }
     while (request_ == Request::None && !peerClosed_) {
         // Only a connected socket needs watching; otherwise sleep until asked.
-        const bool watch = socket_->state() == QAbstractSocket::ConnectedState;
-        const bool woken = requestReady_.wait(&mutex_, watch ? kIdleCheckMs : ULONG_MAX);
-        if (!woken && request_ == Request::None) {
-            lock.unlock();
-            checkIdleSocket();
-            lock.relock();
-        }
+        if (socket_->state() == QAbstractSocket::ConnectedState)
+            sleepOnIdleSocket(lock);
+        else
+            requestReady_.wait(&mutex_);
     }
     return request_;
 }

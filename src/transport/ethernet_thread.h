@@ -18,8 +18,10 @@ class CEthernet;
 
 // The worker that owns CEthernet's TCP socket. The transport hands it one
 // request at a time and blocks until the request is served; between requests
-// the worker sleeps on a wait condition, waking only every kIdleCheckMs to let
-// the socket notice that the instrument closed the connection. Socket work
+// the worker sleeps until the next request or until the idle socket reports
+// something (on Linux in poll() on the socket and an eventfd, so an idle
+// connection wakes nobody; elsewhere by looking every kIdleCheckMs), which is
+// how it notices that the instrument closed the connection. Socket work
 // uses Qt's blocking calls, so neither this thread nor the host needs an
 // event loop.
 class EthernetThread : public QThread {
@@ -85,6 +87,10 @@ private:
     void dropConnection();
     // Drops the connection if the peer was seen closing it.
     void settlePeerClosed();
+    // Sleeps (mutex_ released) until a request is signalled or the idle
+    // socket has something to say; false when it slept its kIdleCheckMs.
+    bool sleepOnIdleSocket(MutexLocker<Mutex>& lock);
+    void signalWake();
     bool doConnect();
     bool doWrite();
     // One readiness wait of a read started at `timer`.
@@ -99,6 +105,11 @@ private:
     // Guards the request hand-over below.
     mutable Mutex mutex_;
     WaitCondition requestReady_;
+    // Idle and connected, the worker sleeps in poll() on the socket and on
+    // this descriptor, which a request makes readable: it wakes when asked
+    // or when the peer closes, never on a timer. -1 where there is no
+    // eventfd (the worker then looks at the socket every kIdleCheckMs).
+    int wakeFd_ = -1;
     WaitCondition requestDone_;
     // Set under mutex_; also read without it while polling briefly.
     std::atomic<Request> request_{Request::None};

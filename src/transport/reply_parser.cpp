@@ -104,12 +104,17 @@ qint32 ParseStatus(const QByteArray& response)
 
 QString ResponseValue(const QByteArray& response)
 {
+    return QString::fromUtf8(responseValueBytes(response));
+}
+
+QByteArray responseValueBytes(QByteArray response)
+{
     const int first = response.indexOf(' ');
     const int second = first < 0 ? -1 : response.indexOf(' ', first + 1);
-    const QByteArray value = second < 0 ? QByteArray() : response.mid(second + 1);
-    if (value.isEmpty())
-        return QStringLiteral("NO VALUE FOUND");
-    return QString::fromUtf8(value);
+    if (second < 0 || second + 1 >= response.size())
+        return QByteArrayLiteral("NO VALUE FOUND");
+    response.remove(0, second + 1);
+    return response;
 }
 
 namespace reply {
