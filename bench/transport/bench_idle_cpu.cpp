@@ -58,6 +58,8 @@ int main()
     const double worker = threadCpuSeconds("EthernetThread") - workerStart;
     const double process = processCpuSeconds() - processStart;
 
+    std::printf("Transport layer only: CEthernet with the simulator in the same process. It leaves out the export frame,\n"
+                "the operation lock, Transact, logging and the result buffer; bench/api measures what a host gets.\n\n");
     std::printf("connected and idle for %d s\n", kIdleSeconds);
     if (workerStart < 0) {
         std::printf("  worker thread not found in /proc\n");

@@ -37,6 +37,8 @@ double timeMicros(F&& exchange)
 
 int main()
 {
+    std::printf("Transport layer only: CEthernet with the simulator in the same process. It leaves out the export frame,\n"
+                "the operation lock, Transact, logging and the result buffer; bench/api measures what a host gets.\n\n");
     vireo2::sim::SimServer sim;
     if (!sim.start()) {
         std::fprintf(stderr, "simulator did not start\n");

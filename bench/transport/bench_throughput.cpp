@@ -48,6 +48,8 @@ int main()
     const double transportMs =
         bestMillis([&] { return transport.SendReceive("blob", reply, 10000, 0) && reply.size() == big.size(); });
     const double megabytes = big.size() / 1e6;
+    std::printf("Transport layer only: CEthernet with the simulator in the same process. It leaves out the export frame,\n"
+                "the operation lock, Transact, logging and the result buffer; bench/api measures what a host gets.\n\n");
     std::printf("10 MB reply over loopback, best of %d\n", kRounds);
     std::printf("  raw socket client   %8.1f ms  %8.0f MB/s\n", rawMs, megabytes / rawMs * 1000);
     std::printf("  CEthernet           %8.1f ms  %8.0f MB/s\n", transportMs, megabytes / transportMs * 1000);

@@ -128,12 +128,14 @@ qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeou
 
     // A reply carrying a payload after "|" is logged only up to where the
     // command's own payload began.
+    // (Only a command that carried a payload can shorten the logged reply,
+    // so only then is the reply searched for its "|".)
     QByteArray loggedReply = response;
-    const int replyBar = response.indexOf('|');
+    const int replyBar = commandBar >= 0 ? response.indexOf('|') : -1;
     if (replyBar > 0) {
         const bool jsonFollows = replyBar + 1 < response.size() && response.at(replyBar + 1) == '{';
         if (!jsonFollows || response.size() > 150)
-            loggedReply = commandBar >= 0 ? response.left(commandBar) : response;
+            loggedReply = response.left(commandBar);
     }
     log_->setReceivedText(loggableReply(loggedReply));
     log_->setElapsed(transport->lastExchangeTime());

@@ -51,6 +51,8 @@ void PacketAssembler::updateState()
         state_ = State::Oversized;
     else if (buffer_.size() >= expected_)
         state_ = State::Complete;
+    else if (buffer_.capacity() < expected_)
+        buffer_.reserve(int(expected_));  // one block for the whole reply, not a chain of growing copies
 }
 
 bool takePacket(QByteArray& stream, QByteArray& payload, bool* oversized)
