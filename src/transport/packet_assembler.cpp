@@ -51,8 +51,10 @@ void PacketAssembler::updateState()
         state_ = State::Oversized;
     else if (buffer_.size() >= expected_)
         state_ = State::Complete;
-    else if (buffer_.capacity() < expected_)
-        buffer_.reserve(int(expected_));  // one block for the whole reply, not a chain of growing copies
+    else if (buffer_.capacity() < expected_ && buffer_.size() >= qMin<qint64>(expected_ / 8, kMaxKeptCapacity))
+        // One block for the rest of a reply that is really arriving, instead
+        // of a chain of growing copies; a header alone reserves nothing.
+        buffer_.reserve(int(expected_));
 }
 
 bool takePacket(QByteArray& stream, QByteArray& payload, bool* oversized)
