@@ -21,14 +21,14 @@ const std::array<CommandHandler, kCommandCount>& handlerTable()
         setNetAdjusterMode,        // 2
         enableNetAdjuster,         // 3
         notAvailable,              // 4 storeprofile
-        notAvailable,              // 5 libraryclear
-        notAvailable,              // 6 addlibrary
-        notAvailable,              // 7 getlibrary
-        notAvailable,              // 8 getlibraryjson
+        libraryClear,              // 5
+        addLibrary,                // 6
+        getLibrary,                // 7
+        getLibraryJson,            // 8
         backupOrRestore,           // 9 backup
         backupOrRestore,           // 10 restore
         notAvailable,              // 11 userprofileget
-        notAvailable,              // 12 screenbitmap
+        screenBitmap,              // 12
         startLongOperation,        // 13
         getProgress,               // 14
         abortLongOperation,        // 15
@@ -52,7 +52,7 @@ const std::array<CommandHandler, kCommandCount>& handlerTable()
         autoScanPatchOffset,       // 33
         autoScanSheetEdge,         // 34
         batteryState,              // 35
-        notAvailable,              // 36 editlibrary
+        editLibrary,               // 36
         notAvailable,              // 37 userprofileset
         tetherConfigure,           // 38
         toolGoto,                  // 39
@@ -62,21 +62,21 @@ const std::array<CommandHandler, kCommandCount>& handlerTable()
         tr3Command,                // 43
         charging,                  // 44
         sendCommand,               // 45
-        notAvailable,              // 46 addjobtemplate
-        notAvailable,              // 47 editjobtemplate
-        notAvailable,              // 48 getjobtemplate
-        notAvailable,              // 49 removejobtemplate
-        notAvailable,              // 50 getjobtemplatelist
-        notAvailable,              // 51 addtool
-        notAvailable,              // 52 gettool
-        notAvailable,              // 53 removetool
-        notAvailable,              // 54 gettoollist
-        notAvailable,              // 55 addchromexpalette
-        notAvailable,              // 56 removepalettechromex
-        notAvailable,              // 57 addchromexpalettelist
-        notAvailable,              // 58 getchromexpalettelist
-        notAvailable,              // 59 getlog
-        notAvailable,              // 60 digitalloupelist
+        addJobTemplate,            // 46
+        editJobTemplate,           // 47
+        getJobTemplate,            // 48
+        removeJobTemplate,         // 49
+        getJobTemplateList,        // 50
+        addTool,                   // 51
+        getTool,                   // 52
+        removeTool,                // 53
+        getToolList,               // 54
+        addChromexPalette,         // 55
+        removePaletteChromex,      // 56
+        addChromexPaletteList,     // 57
+        getChromexPaletteList,     // 58
+        getLog,                    // 59
+        digitalLoupeList,          // 60
         setSpotMeasurementConfig,  // 61
         addWifiConfiguration,      // 62
         removeWifiConfiguration,   // 63

@@ -73,6 +73,29 @@ QString scanGetData(CommandContext& context);
 QString scanIsSupported(CommandContext& context);
 QString scanStart(CommandContext& context);
 
+// object_commands.cpp: object transfers and long texts.
+QString addLibrary(CommandContext& context);
+QString addJobTemplate(CommandContext& context);
+QString addTool(CommandContext& context);
+QString addChromexPalette(CommandContext& context);
+QString addChromexPaletteList(CommandContext& context);
+QString editLibrary(CommandContext& context);
+QString editJobTemplate(CommandContext& context);
+QString libraryClear(CommandContext& context);
+QString removeJobTemplate(CommandContext& context);
+QString removeTool(CommandContext& context);
+QString removePaletteChromex(CommandContext& context);
+QString getLibraryJson(CommandContext& context);
+QString getJobTemplate(CommandContext& context);
+QString getTool(CommandContext& context);
+QString getLog(CommandContext& context);
+QString digitalLoupeList(CommandContext& context);
+QString screenBitmap(CommandContext& context);
+QString getLibrary(CommandContext& context);
+QString getJobTemplateList(CommandContext& context);
+QString getToolList(CommandContext& context);
+QString getChromexPaletteList(CommandContext& context);
+
 // track_commands.cpp: track scans.
 QString autoScanConfig(CommandContext& context);
 QString autoScanStart(CommandContext& context);

@@ -80,6 +80,14 @@ public:
     // (2 while more data follows).
     virtual Vireo2Scanning& scanning() = 0;
     virtual int pollStreamedScan() = 0;
+
+    // ExecuteBinary's raw mode: one message out, the reply into `reply`
+    // (at most its size); the byte count, 0 on failure (recorded).
+    virtual int executeBinary(const QByteArray& message, int timeoutMs, QByteArray* reply) = 0;
+    // A stored setting ("Connection_Method", ...).
+    virtual QString option(const QString& name) = 0;
+    // The device's transfer flag: cleared while an object push runs.
+    virtual void setTransferComplete(bool complete) = 0;
 };
 
 } // namespace vireo2

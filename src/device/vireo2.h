@@ -55,8 +55,10 @@ public:
     // Configuration (vireo2_options.cpp)
     QString GetConfiguration() override;
     bool SetConfiguration(const QString& configuration) override;
-    // Free-form commands (vireo2_execute.cpp)
+    // Free-form commands (vireo2_execute.cpp, vireo2_execute_binary.cpp)
     QString Execute(const QString& commandLine) override;
+    int ExecuteBinary(const unsigned char* message, int messageLength, int timeoutMs, unsigned char* buffer,
+                      int bufferSize) override;
     // Execute's answer as UTF-8, without converting a passed-on reply.
     QByteArray executeUtf8(const QString& commandLine);
     // Raw command (vireo2_transact.cpp)
@@ -114,6 +116,17 @@ protected:
     // The track accessory link, opened first when the track is in use.
     virtual bool connectTrack(const QString& address);
     virtual void disconnectTrack();
+
+    // ExecuteBinary's modes (vireo2_execute_binary.cpp)
+    struct ImageReceive {
+        QStringList prepare;   // exchanges before the first receive
+        QString receiveFirst;  // "... !"
+        QString receiveNext;
+        QString codeText;      // printf format of a bad status
+        QString invalidText;   // a reply without "|"
+    };
+    int sendRaw(const unsigned char* message, int messageLength, int timeoutMs, unsigned char* buffer, int bufferSize);
+    int receiveImage(const ImageReceive& mode, int timeoutMs, unsigned char* buffer, int bufferSize);
 
     // Exchange (vireo2_transact.cpp)
     bool firmwareGateOn() const;
@@ -210,6 +223,7 @@ protected:
     std::atomic<bool> trackModel_{false};    // the instrument is the track model ("setmodel")
     std::atomic<bool> m0m1Compliant_{false}; // no identification reply reports it yet
     std::atomic<qint32> preparednessCounter_{0};
+    std::atomic<bool> transferComplete_{true};  // cleared while an object push runs
     std::atomic<bool> paperTask_{false};     // "tasklist paper"
     // Every long operation started, newest last: a host may still ask the
     // last one for its progress, so none is released before the device.

@@ -166,4 +166,20 @@ int Vireo2CommandHost::pollStreamedScan()
     return device_.pollStreamedData();
 }
 
+int Vireo2CommandHost::executeBinary(const QByteArray& message, int timeoutMs, QByteArray* reply)
+{
+    return device_.ExecuteBinary(reinterpret_cast<const unsigned char*>(message.constData()), int(message.size()),
+                                 timeoutMs, reinterpret_cast<unsigned char*>(reply->data()), int(reply->size()));
+}
+
+QString Vireo2CommandHost::option(const QString& name)
+{
+    return device_.GetOption(name);
+}
+
+void Vireo2CommandHost::setTransferComplete(bool complete)
+{
+    device_.transferComplete_ = complete;
+}
+
 } // namespace vireo2

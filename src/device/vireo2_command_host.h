@@ -40,6 +40,9 @@ public:
     int scanStart() override;
     Vireo2Scanning& scanning() override;
     int pollStreamedScan() override;
+    int executeBinary(const QByteArray& message, int timeoutMs, QByteArray* reply) override;
+    QString option(const QString& name) override;
+    void setTransferComplete(bool complete) override;
 
 private:
     Vireo2& device_;

@@ -1,4 +1,5 @@
 #include "instrument_vireo2.h"
+#include "screen_image.h"
 #include "status_reply.h"
 
 #include "threading/locks.h"
@@ -64,6 +65,15 @@ QByteArray SimulatedVireo2::reply(const QByteArray& command)
     const QStringList words = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
     const QString key = text.toLower();
 
+    storage_.noteCommand(command, clock_.elapsed());
+    if (key == QLatin1String("screen capture")) {
+        const QVector<double> last = lastReading_ ? measuredSpectrum(library_.at(lastReading_->sample), Condition::M1,
+                                                                     lastReading_->seed, options_.noise)
+                                                  : QVector<double>();
+        storage_.setScreen(screenBitmap(tool_, last));
+    }
+    if (const auto answer = storage_.reply(command))
+        return *answer;
     if (const auto answer = scanning_.reply(key, library_, options_.noise))
         return *answer;
     const auto handler = commands_.constFind(key);

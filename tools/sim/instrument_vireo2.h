@@ -10,6 +10,7 @@
 #include "default_instrument.h"
 #include "instrument_model.h"
 #include "instrument_scanning.h"
+#include "instrument_storage.h"
 #include "instrument_spectra.h"
 
 namespace vireo2::sim {
@@ -102,6 +103,7 @@ private:
     qint64 clockOffsetS_ = 0;
     QString tool_ = QStringLiteral("ink");
     InstrumentScanning scanning_;
+    InstrumentStorage storage_;
     QString previousTool_ = QStringLiteral("ink");
 };
 

@@ -57,6 +57,16 @@ QString SimulatedVireo2::control(const QString& line)
 
 void SimulatedVireo2::installControls()
 {
+    // The size of the chunks the instrument hands out ("... receive").
+    controls_.insert(QStringLiteral("chunk"), [this](const QStringList& args) {
+        bool isNumber = false;
+        const int bytes = args.value(0).toInt(&isNumber);
+        if (!isNumber || bytes < 1 || bytes > (64 << 20))
+            return QStringLiteral("SIM 0x01 chunk <bytes>");
+        storage_.setChunkSize(bytes);
+        return QStringLiteral("SIM 0x00 %1").arg(bytes);
+    });
+
     // A hand scan finished on the instrument, read back as patches.
     controls_.insert(QStringLiteral("scan"), [this](const QStringList& args) { return scanning_.control(args, library_); });
 
