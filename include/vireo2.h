@@ -11,9 +11,15 @@
  *    function overwrites it (ScanGetData keeps its own buffer): an earlier
  *    pointer then shows the newer text, cut short if it has grown. Copy it
  *    at once.
- *  - Failures return false, -1, -1.0f or "" and record an error code and text,
- *    read with GetLastErrorCode()/GetLastErrorString(). A success does not
- *    clear the record.
+ *  - Most failures return false, -1, -1.0f or "" and record an error code
+ *    and text, read with GetLastErrorCode()/GetLastErrorString(). A success
+ *    does not clear the record. Some failures record nothing and leave the
+ *    record as it was; their comments say so ("records nothing"): the data
+ *    getters asked for a value that does not exist (GetSpectralData,
+ *    GetSpectralSetData, ScanGetPatchRecord, instrument-mode ScanGetData),
+ *    and the queries that answer from the library's own state. Test the
+ *    returned value first, and read the record only after a failure that
+ *    records.
  *  - Functions marked [locked] take the library's operation lock (recursive,
  *    10 s). If it cannot be had they record 20510 "FAILED Execute: Operation in
  *    Progress" (a long operation runs) or 20497 "FAILED LockPort" (and the
@@ -88,7 +94,7 @@ VIREO2_API int GetWavelengthValue(int index);
  *  instrument); the call clears the flag, as does GetSpectralData. */
 VIREO2_API bool IsDataReady(void);
 /** Reflectance of condition `set` at wavelength index `wavelength`, floored
- *  at 0.0001; -1.0f when there is no such value. */
+ *  at 0.0001; -1.0f when there is no such value (records nothing). */
 VIREO2_API float GetSpectralData(int set, int wavelength);
 /** The whole spectrum of condition `set` in one call: copies its reflectance
  *  factors (1.0 = the white standard, NOT percent; floored at 0.0001) in

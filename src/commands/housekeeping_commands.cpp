@@ -61,12 +61,11 @@ QString clockGet(CommandContext& context)
     return raw(context.exchange(QStringLiteral("clock read")).text);
 }
 
-// clock set Y M D h m s: the six words go to the instrument as typed. The
-// instrument shows its date-and-time menu while it takes the new time.
+// clock set Y M D h m s: the six words go to the instrument as typed, and
+// nothing else is sent.
 QString clockSet(CommandContext& context)
 {
     const auto reply = context.exchange(QStringLiteral("clock write ") + context.line.joined(2, 7));
-    context.menuOpen = true;
     return reply.text.contains("CLOCK 0x00") ? kDone : QString();
 }
 
@@ -82,14 +81,12 @@ QString instrumentGet(CommandContext& context)
     return bar < 0 ? QString() : QString::fromUtf8(reply.mid(bar + 1));
 }
 
-// instrument set name VALUE...: the name may hold blanks. Like the clock,
-// the instrument shows its settings menu while it renames itself.
+// instrument set name VALUE...: the name may hold blanks; one command.
 QString instrumentSet(CommandContext& context)
 {
     if (context.line.word(2).toLower() != QLatin1String("name"))
         return QString();
     const auto reply = context.exchange(QStringLiteral("serialnum set devicename ") + context.line.joined(3));
-    context.menuOpen = true;
     return reply.text.contains("0x00") ? kDone : QString();
 }
 

@@ -63,7 +63,7 @@ TEST_F(HousekeepingTest, CommandsSendTheirInstrumentCommandAndAnswer)
 TEST_F(HousekeepingTest, NameIsReadAfterTheBarAndWrittenWithBlanks)
 {
     EXPECT_EQ(exec("instrument set name Lab  1"), QString("<00>"));
-    EXPECT_EQ(sent(), (QList<QByteArray>{"serialnum set devicename Lab  1", "Menu Close"}));
+    EXPECT_EQ(sent(), (QList<QByteArray>{"serialnum set devicename Lab  1"}));
     EXPECT_EQ(exec("instrument get name"), QString("Lab 1"));
     script("serialnum get devicename", "SERIALNUM 0x00 Lab 1");
     EXPECT_EQ(exec("instrument get name"), QString());
