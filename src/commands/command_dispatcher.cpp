@@ -20,14 +20,14 @@ const std::array<CommandHandler, kCommandCount>& handlerTable()
         getSignature,              // 1
         setNetAdjusterMode,        // 2
         enableNetAdjuster,         // 3
-        notAvailable,              // 4 storeprofile
+        storeProfile,              // 4
         libraryClear,              // 5
         addLibrary,                // 6
         getLibrary,                // 7
         getLibraryJson,            // 8
         backupOrRestore,           // 9 backup
         backupOrRestore,           // 10 restore
-        notAvailable,              // 11 userprofileget
+        userProfileGet,            // 11
         screenBitmap,              // 12
         startLongOperation,        // 13
         getProgress,               // 14
@@ -43,7 +43,7 @@ const std::array<CommandHandler, kCommandCount>& handlerTable()
         scanFile,                  // 24
         multiStripConfig,          // 25
         scanIsSupported,           // 26
-        notAvailable,              // 27 retrieveprofile
+        retrieveProfile,           // 27
         autoScanPaper,             // 28
         autoScanConfig,            // 29
         autoScanUnusedPatches,     // 30
@@ -53,11 +53,11 @@ const std::array<CommandHandler, kCommandCount>& handlerTable()
         autoScanSheetEdge,         // 34
         batteryState,              // 35
         editLibrary,               // 36
-        notAvailable,              // 37 userprofileset
+        userProfileSet,            // 37
         tetherConfigure,           // 38
         toolGoto,                  // 39
         getButtonsTriggered,       // 40
-        notAvailable,              // 41 systemupdate
+        systemUpdate,              // 41
         goHome,                    // 42
         tr3Command,                // 43
         charging,                  // 44
@@ -108,11 +108,6 @@ QString faultText(qint32 code)
 }
 
 } // namespace
-
-QString notAvailable(CommandContext&)
-{
-    throw ArgumentFault{kInvalidCommand};
-}
 
 CommandDispatcher::CommandDispatcher(CommandHost& host, const QMap<QString, qint32>& commandIds)
     : host_(host), commandIds_(commandIds)

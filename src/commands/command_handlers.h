@@ -12,10 +12,6 @@ class CommandHost;
 // "<00>", a value, or empty text for a failure it has recorded.
 using CommandHandler = QString (*)(CommandContext&);
 
-// Commands whose subsystem this version does not have: recorded as an
-// invalid command (command_dispatcher.cpp).
-QString notAvailable(CommandContext& context);
-
 // long_operations.cpp: "start", "getprogress", "abort" and the lock-free
 // queries about the long operation.
 QString startLongOperation(CommandContext& context);
@@ -95,6 +91,15 @@ QString getLibrary(CommandContext& context);
 QString getJobTemplateList(CommandContext& context);
 QString getToolList(CommandContext& context);
 QString getChromexPaletteList(CommandContext& context);
+
+// file_transfers.cpp: clones and the firmware update.
+QString userProfileGet(CommandContext& context);
+QString userProfileSet(CommandContext& context);
+QString systemUpdate(CommandContext& context);
+
+// profile_commands.cpp: correction profiles.
+QString storeProfile(CommandContext& context);
+QString retrieveProfile(CommandContext& context);
 
 // track_commands.cpp: track scans.
 QString autoScanConfig(CommandContext& context);

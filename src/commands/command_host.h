@@ -88,6 +88,9 @@ public:
     virtual QString option(const QString& name) = 0;
     // The device's transfer flag: cleared while an object push runs.
     virtual void setTransferComplete(bool complete) = 0;
+    // A status check of the background poll is running right now.
+    virtual bool statusCheckRunning() const = 0;
+    virtual bool isConnected() = 0;
 };
 
 } // namespace vireo2

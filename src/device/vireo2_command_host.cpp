@@ -182,4 +182,14 @@ void Vireo2CommandHost::setTransferComplete(bool complete)
     device_.transferComplete_ = complete;
 }
 
+bool Vireo2CommandHost::statusCheckRunning() const
+{
+    return device_.checkBusy_;
+}
+
+bool Vireo2CommandHost::isConnected()
+{
+    return device_.IsConnected();
+}
+
 } // namespace vireo2

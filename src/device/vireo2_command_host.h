@@ -43,6 +43,8 @@ public:
     int executeBinary(const QByteArray& message, int timeoutMs, QByteArray* reply) override;
     QString option(const QString& name) override;
     void setTransferComplete(bool complete) override;
+    bool statusCheckRunning() const override;
+    bool isConnected() override;
 
 private:
     Vireo2& device_;

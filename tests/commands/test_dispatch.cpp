@@ -55,8 +55,8 @@ TEST_F(DispatchTest, ArgumentFaultsAreRecordedAndSendNothing)
         {"getsignature", 20504},        {"clock set 2024 01 02 03 04", 20502}, {"serialnum get", 20502},
         {"calstatusget", 20502},        {"clock set 2024  02 03 04 05", 20502}, {"setmodel", 20502},
         {"setmodel;", 20502},           {"start backup x", 20503},             {"start;frob;x", 20503},
-        {"start;;x", 20502},            {"scangetdata 1 x", 20503},            {"storeprofile;x", 20504},
-        {"userprofileget;x", 20504},  {"userprofileset;x", 20504},               {"retrieveprofile", 20504},
+        {"start;;x", 20502},            {"scangetdata 1 x", 20503},            {"addlibrary", 20502},
+        {"editlibrary;a", 20502},  {"removetool;spot", 20502},               {"systemupdate", 20502},
         {"sendcommand 5000", 20502},    {"setspotmeasurementconfig;[1]", 20503},
     };
     const char* texts[] = {"FAILED execute: Missing Arguments", "FAILED execute: Invalid Argument",

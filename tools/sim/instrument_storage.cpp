@@ -186,4 +186,48 @@ std::optional<QByteArray> InstrumentStorage::reply(const QByteArray& command)
     return std::nullopt;
 }
 
+namespace {
+
+QJsonObject storeToJson(const QMap<QString, QByteArray>& store)
+{
+    QJsonObject object;
+    for (auto it = store.constBegin(); it != store.constEnd(); ++it)
+        object.insert(it.key(), QString::fromUtf8(it.value().toBase64()));
+    return object;
+}
+
+QMap<QString, QByteArray> storeFromJson(const QJsonObject& object)
+{
+    QMap<QString, QByteArray> store;
+    for (auto it = object.constBegin(); it != object.constEnd(); ++it)
+        store.insert(it.key(), QByteArray::fromBase64(it.value().toString().toUtf8()));
+    return store;
+}
+
+} // namespace
+
+QJsonObject InstrumentStorage::snapshot() const
+{
+    QJsonObject tools;
+    for (auto it = tools_.constBegin(); it != tools_.constEnd(); ++it)
+        tools.insert(it.key(), storeToJson(it.value()));
+    return QJsonObject{{QStringLiteral("libraries"), storeToJson(libraries_)},
+                       {QStringLiteral("templates"), storeToJson(templates_)},
+                       {QStringLiteral("tools"), tools},
+                       {QStringLiteral("palettes"), storeToJson(palettes_)},
+                       {QStringLiteral("paletteList"), QString::fromUtf8(paletteList_.toBase64())}};
+}
+
+void InstrumentStorage::restore(const QJsonObject& snapshot)
+{
+    libraries_ = storeFromJson(snapshot.value(QStringLiteral("libraries")).toObject());
+    templates_ = storeFromJson(snapshot.value(QStringLiteral("templates")).toObject());
+    palettes_ = storeFromJson(snapshot.value(QStringLiteral("palettes")).toObject());
+    paletteList_ = QByteArray::fromBase64(snapshot.value(QStringLiteral("paletteList")).toString().toUtf8());
+    tools_.clear();
+    const QJsonObject tools = snapshot.value(QStringLiteral("tools")).toObject();
+    for (auto it = tools.constBegin(); it != tools.constEnd(); ++it)
+        tools_.insert(it.key(), storeFromJson(it.value().toObject()));
+}
+
 } // namespace vireo2::sim

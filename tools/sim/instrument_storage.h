@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QMap>
 #include <QString>
 #include <optional>
@@ -26,6 +27,15 @@ public:
     void setChunkSize(int bytes) { chunkSize_ = bytes; }
     int chunkSize() const { return chunkSize_; }
     int objectCount() const;
+    // What the next "<stream> receive" commands hand out.
+    void offerStream(const QString& stream, const QByteArray& bytes) { outgoing_.insert(stream, bytes); }
+    // The bytes pushed under a send prefix ("clone send"), taken away.
+    QByteArray takePending(const QString& prefix) { return pending_.take(prefix); }
+    // The stored objects as one JSON object, and back (for clones).
+    QJsonObject snapshot() const;
+    void restore(const QJsonObject& snapshot);
+    // The next chunk of a stream, as "<KEYWORD> 0x12 |..." or "... 0x00 |...".
+    QByteArray nextChunk(const QByteArray& keyword, const QString& stream) { return receive(keyword, stream, false); }
 
 private:
     using Store = QMap<QString, QByteArray>;

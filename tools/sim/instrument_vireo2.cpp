@@ -74,6 +74,8 @@ QByteArray SimulatedVireo2::reply(const QByteArray& command)
     }
     if (const auto answer = storage_.reply(command))
         return *answer;
+    if (const auto answer = maintenanceReply(key, words, command))
+        return *answer;
     if (const auto answer = scanning_.reply(key, library_, options_.noise))
         return *answer;
     const auto handler = commands_.constFind(key);

@@ -4,6 +4,7 @@
 #include <QMap>
 #include "threading/locks.h"
 #include <QStringList>
+#include <QVariantMap>
 #include <functional>
 #include <optional>
 
@@ -49,6 +50,9 @@ private:
     // when the command is not one of them.
     std::optional<QByteArray> housekeepingReply(const QString& key, const QStringList& words,
                                                 const QByteArray& command);
+
+    // instrument_vireo2_maintenance.cpp: clones, firmware, NetAdjuster store.
+    std::optional<QByteArray> maintenanceReply(const QString& key, const QStringList& words, const QByteArray& command);
 
     // Instrument commands.
     QByteArray calibrationStatus();
@@ -104,6 +108,11 @@ private:
     QString tool_ = QStringLiteral("ink");
     InstrumentScanning scanning_;
     InstrumentStorage storage_;
+    QVariantMap profileValues_;       // NetAdjuster arrays by "M0 white", and version, whencreated
+    QByteArray firmwareImage_;
+    bool firmwareLastPacket_ = false;
+    qint64 digestDueMs_ = 0;
+    int digestDelayMs_ = 300;
     QString previousTool_ = QStringLiteral("ink");
 };
 

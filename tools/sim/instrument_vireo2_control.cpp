@@ -67,6 +67,16 @@ void SimulatedVireo2::installControls()
         return QStringLiteral("SIM 0x00 %1").arg(bytes);
     });
 
+    // How long the instrument takes to digest a firmware packet.
+    controls_.insert(QStringLiteral("digest"), [this](const QStringList& args) {
+        bool isNumber = false;
+        const int ms = args.value(0).toInt(&isNumber);
+        if (!isNumber || ms < 0 || ms > 600000)
+            return QStringLiteral("SIM 0x01 digest <ms>");
+        digestDelayMs_ = ms;
+        return QStringLiteral("SIM 0x00 %1").arg(ms);
+    });
+
     // A hand scan finished on the instrument, read back as patches.
     controls_.insert(QStringLiteral("scan"), [this](const QStringList& args) { return scanning_.control(args, library_); });
 

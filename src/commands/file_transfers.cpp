@@ -1,0 +1,167 @@
+// The file-sized jobs of Execute: the clone (backup) saved to a file and
+// restored from one, and the firmware update pushed packet by packet with a
+// wait for the instrument to digest each.
+#include <QElapsedTimer>
+#include <QFile>
+#include <QThread>
+
+#include "commands/command_context.h"
+#include "commands/command_handlers.h"
+#include "commands/object_transfer.h"
+#include "settings/log_helper.h"
+#include "transport/reply_parser.h"
+
+namespace vireo2 {
+namespace {
+
+constexpr int kCloneChunk = 1000000;
+constexpr int kCloneRequestMs = 10000;
+constexpr int kCloneReceiveMs = 10000;
+constexpr int kCloneDeadlineMs = 60000;
+constexpr int kPollMs = 200;
+constexpr qint32 kMoreFollows = 18;
+constexpr int kPacketBytes = 1000000;
+constexpr int kPacketTimeoutMs = 30000;
+constexpr int kDigestPollMs = 10000;
+constexpr int kDigestDeadlineMs = 20000;
+constexpr int kReplyBytes = 100;
+
+const QString kCloneDone = QStringLiteral("CLONE 0x00");
+const QString kCloneFailed = QStringLiteral("CLONE 0x01");
+const QString kUpdateDone = QStringLiteral("SYSTEM 0x00");
+const QString kUpdateFailed = QStringLiteral("SYSTEM 0x01");
+
+bool payloadOf(const QByteArray& reply, QByteArray* payload)
+{
+    const int bar = reply.indexOf('|');
+    if (bar < 0 || bar + 1 >= reply.size())
+        return false;
+    *payload = reply.mid(bar + 1);
+    return true;
+}
+
+// Each payload is added to the file as it arrives; the file is not emptied
+// first, so saving onto an existing file extends it.
+void appendToFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly | QIODevice::Append))
+        file.write(bytes);
+}
+
+QByteArray readWhole(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// One raw message through ExecuteBinary; its reply as text, null on failure.
+bool sendRaw(CommandContext& context, const QByteArray& message, int timeoutMs, QByteArray* reply)
+{
+    QByteArray buffer(kReplyBytes, '\0');
+    const int n = context.host.executeBinary(message, timeoutMs, &buffer);
+    buffer.truncate(qstrnlen(buffer.constData(), uint(qMax(n, 0))));
+    *reply = buffer;
+    return n > 0;
+}
+
+} // namespace
+
+QString userProfileGet(CommandContext& context)
+{
+    const QString path = context.line.word(1);
+    const CommandContext::Reply created = context.exchange(QStringLiteral("clone create"), kCloneRequestMs);
+    if (created.status != 0 && created.status != 7)
+        return QString();
+    const CommandContext::Reply first = context.exchange(QStringLiteral("clone receive !"), kCloneReceiveMs);
+    QByteArray payload;
+    if (!payloadOf(first.text, &payload))
+        return kCloneFailed;
+    appendToFile(path, payload);
+    if (first.status == 0)
+        return kCloneDone;
+    if (first.status != kMoreFollows)
+        return QString();
+    QElapsedTimer timer;
+    timer.start();
+    for (;;) {
+        // At the deadline the transfer is over, whatever arrived.
+        if (timer.elapsed() >= kCloneDeadlineMs)
+            return kCloneDone;
+        QThread::msleep(kPollMs);
+        const CommandContext::Reply next = context.exchange(QStringLiteral("clone receive"), kCloneReceiveMs);
+        if (next.status != 0 && next.status != kMoreFollows)
+            continue;
+        if (!payloadOf(next.text, &payload))
+            return kCloneFailed;
+        appendToFile(path, payload);
+        if (next.status == 0)
+            return kCloneDone;
+    }
+}
+
+QString userProfileSet(CommandContext& context)
+{
+    return transfer::push(context, readWhole(context.line.word(1)), QStringLiteral("clone send"),
+                          QStringLiteral("clone restore"), kCloneChunk);
+}
+
+// systemupdate PATH: a path with blanks must come after ";" — with blanks
+// as separators the words after the command are run together once more
+// behind word 1, as the instrument's other hosts have always done.
+QString systemUpdate(CommandContext& context)
+{
+    QString path = context.line.word(1);
+    if (context.line.size() > 2)
+        path += context.line.words().mid(1).join(QString());
+    LogHelper& log = context.host.log();
+    log.WriteLine(QStringLiteral("SYSTEM UPDATE CASE"));
+    log.WriteLine(QStringLiteral("FILE PATH ") + path);
+    CommandHost& host = context.host;
+    host.setTransferComplete(false);
+    auto finish = [&host](const QString& result) {
+        host.setTransferComplete(true);
+        return result;
+    };
+    while (host.statusCheckRunning()) {
+        log.WriteLine(QStringLiteral("Waiting for checkstatus"));
+        QThread::msleep(kPollMs);
+    }
+    const QList<QByteArray> packets =
+        transfer::pushMessages(readWhole(path), QStringLiteral("system update"), kPacketBytes);
+    QString replies;
+    for (int i = 0; i < packets.size(); ++i) {
+        log.WriteLine(QStringLiteral("SYSTEM UPDATE SENDING PACKET: %1 of %2").arg(i).arg(packets.size()));
+        if (!host.isConnected()) {
+            log.WriteLine(QStringLiteral("DISCONNECTED"));
+            return finish(kUpdateFailed);
+        }
+        QByteArray reply;
+        if (!sendRaw(context, packets.at(i), kPacketTimeoutMs, &reply))
+            return finish(kUpdateFailed);
+        replies += QString::fromUtf8(reply);
+        const qint32 status = ParseStatus(reply);
+        if (status != 0 && status != 5 && status != 7) {
+            log.WriteLine(QStringLiteral("BAD STATUS: %1").arg(status));
+            return finish(kUpdateFailed);
+        }
+        QElapsedTimer timer;
+        timer.start();
+        bool digested = false;
+        while (!digested && timer.elapsed() < kDigestDeadlineMs) {
+            sendRaw(context, QByteArrayLiteral("system done?"), kDigestPollMs, &reply);
+            replies += QString::fromUtf8(reply);
+            digested = reply.contains("0x00");
+            if (!digested)
+                QThread::msleep(kPollMs);
+        }
+        if (!digested) {
+            log.WriteLine(QStringLiteral("Transfer of update file to device failed with error code : ") + replies);
+            return finish(replies);
+        }
+    }
+    log.WriteLine(QStringLiteral("Transfer of update file to device completed sucessfully."));
+    return finish(kUpdateDone);
+}
+
+} // namespace vireo2

@@ -1,0 +1,95 @@
+// storeprofile / retrieveprofile: a NetAdjuster correction profile written
+// into the instrument from its ".pro"/".pr2" file pair, and read back.
+#include <QFile>
+#include <QThread>
+
+#include "commands/command_context.h"
+#include "commands/command_error.h"
+#include "commands/command_handlers.h"
+#include "commands/profile_file.h"
+#include "settings/log_helper.h"
+
+namespace vireo2 {
+namespace {
+
+constexpr int kProfileTimeoutMs = 3000;
+constexpr int kStoreSettleMs = 1000;
+constexpr qint32 kInvalidPath = 20500;      // 0x5014
+constexpr qint32 kInvalidProfile = 20509;   // 0x501D
+constexpr qint32 kInsufficientData = 20506; // 0x501A
+
+const char* const kArrayNames[ProfileFile::kArrayCount] = {"White", "Wavelength", "Linear", "Dark", "Bandwidth"};
+
+// Sends one command; a failure ends the store with the recorded error.
+void send(CommandContext& context, const QString& command)
+{
+    if (!context.exchange(command, kProfileTimeoutMs).ok())
+        throw CommandFailed{context.host.log().errorCode()};
+}
+
+void refuse(CommandContext& context, qint32 code, const char* text)
+{
+    context.host.log().LogErrorOnly(code, QString::fromLatin1(text));
+    throw CommandFailed{code};
+}
+
+void storeFile(CommandContext& context, const QString& path, int fileIndex)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        refuse(context, kInvalidPath, "FAILED storeProfile: Invalid path");
+    const auto profile = ProfileFile::parse(file.readAll());
+    if (!profile)
+        refuse(context, kInvalidProfile, "FAILED storeProfile: Invalid NetProfile");
+
+    send(context, QString::asprintf("NetAdjuster set version %1.2f", double(profile->version)));
+    const QDateTime created = ProfileFile::fromOleDate(profile->createdOleDate);
+    send(context, QString::asprintf("NetAdjuster set whencreated %02d %02d %02d %02d %02d %02d", created.date().month(),
+                                    created.date().day(), created.date().year() - 2000, created.time().hour(),
+                                    created.time().minute(), created.time().second()));
+    for (int array = 0; array < ProfileFile::kArrayCount; ++array) {
+        for (int m = 0; m < 2; ++m) {
+            QString command = QString::asprintf("NetAdjuster set M%d %s", 2 * fileIndex + m, kArrayNames[array]);
+            for (float value : profile->conditions[size_t(m)][size_t(array)])
+                command += QString::asprintf(" %g", double(value));
+            send(context, command);
+        }
+    }
+}
+
+} // namespace
+
+// storeprofile PATH.pro: both files of the pair, then the commit.
+QString storeProfile(CommandContext& context)
+{
+    QString path = context.line.word(1);
+    storeFile(context, path, 0);
+    storeFile(context, path.replace(QLatin1String(".pro"), QLatin1String(".pr2")), 1);
+    send(context, QStringLiteral("NetAdjuster Store"));
+    context.host.setOption(QStringLiteral("Netadjuster"), QStringLiteral("ON"));
+    QThread::msleep(kStoreSettleMs);
+    return QStringLiteral("<00>");
+}
+
+// retrieveprofile: every array of every condition; answers them one line
+// each ("M0 White v1 v2 ...").
+QString retrieveProfile(CommandContext& context)
+{
+    QStringList lines;
+    for (int m = 0; m < 4; ++m) {
+        for (const char* array : kArrayNames) {
+            const QString what = QStringLiteral("M%1 %2").arg(m).arg(QLatin1String(array));
+            const CommandContext::Reply reply =
+                context.exchange(QStringLiteral("NetAdjuster get ") + what, kProfileTimeoutMs);
+            if (!reply.ok())
+                context.fail();
+            const QStringList values = QString::fromUtf8(reply.text).split(QLatin1Char(' '), Qt::SkipEmptyParts).mid(2);
+            if (values.size() < ProfileFile::kPoints)
+                refuse(context, kInsufficientData, "FAILED retrieveProfile: insufficient data");
+            lines << what + QLatin1Char(' ') + values.mid(0, ProfileFile::kPoints).join(QLatin1Char(' '));
+        }
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
+} // namespace vireo2
