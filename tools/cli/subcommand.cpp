@@ -33,9 +33,11 @@ QString optionTable(const QList<QCommandLineOption>& options)
 
 const QList<Subcommand>& subcommands()
 {
-    static const QList<Subcommand> list = {simCommand(),      statusCommand(), calibrateCommand(),
-                                           measureCommand(),  scanCommand(),   convertCommand(),
-                                           execCommand(),     settingsCommand(), logCommand()};
+    static const QList<Subcommand> list = {
+        simCommand(),       statusCommand(),   calibrateCommand(),  measureCommand(),  scanCommand(),
+        convertCommand(),   libraryCommand(),  templateCommand(),   backupCommand(),   restoreCommand(),
+        screenshotCommand(), firmwareCommand(), profileCommand(),   instrumentLogCommand(),
+        execCommand(),      settingsCommand(), logCommand()};
     return list;
 }
 

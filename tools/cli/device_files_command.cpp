@@ -1,0 +1,148 @@
+// vireo2 screenshot, firmware, profile and instrument-log: what a technician
+// pulls from or pushes to the instrument as a file.
+#include <QFile>
+#include <QSaveFile>
+
+#include "console.h"
+#include "execute_call.h"
+#include "instrument_session.h"
+#include "library_error.h"
+#include "progress.h"
+#include "subcommand.h"
+#include "vireo2.h"
+
+namespace vireo2::cli {
+namespace {
+
+constexpr int kScreenBufferBytes = 16 * 1024 * 1024;
+constexpr int kScreenReadMs = 5000;
+
+int runScreenshot(const Invocation& call)
+{
+    if (call.arguments.size() != 1)
+        return usageError(QStringLiteral("screenshot takes the file to write"), QStringLiteral("screenshot"));
+    const QString path = call.arguments.first();
+    // The instrument delivers a BMP; converting it would need an image
+    // library the command-line host does not otherwise use.
+    if (!path.endsWith(QLatin1String(".bmp"), Qt::CaseInsensitive))
+        return usageError(QStringLiteral("the screen comes as a BMP image: name the file *.bmp"), QStringLiteral("screenshot"));
+    InstrumentSession session(call.context.quiet);
+    if (!session.connect())
+        return libraryFailure();
+    QByteArray image(kScreenBufferBytes, '\0');
+    const int size = withProgress(QStringLiteral("Capturing the screen"), call.context.quiet, [&] {
+        return ExecuteBinary(reinterpret_cast<const unsigned char*>("CaptureScreen"), 13, kScreenReadMs,
+                             reinterpret_cast<unsigned char*>(image.data()), image.size());
+    });
+    if (size <= 0)
+        return libraryFailure();
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(image.constData(), size) != size || !file.commit())
+        return failure(QStringLiteral("cannot write %1: %2").arg(path, file.errorString()));
+    if (!call.context.quiet)
+        printErr(QStringLiteral("Screen written: %1 (%2 bytes)\n").arg(path).arg(size));
+    return ExitOk;
+}
+
+int runFirmware(const Invocation& call)
+{
+    if (call.arguments.size() != 1)
+        return usageError(QStringLiteral("firmware takes the update file"), QStringLiteral("firmware"));
+    const QString path = call.arguments.first();
+    if (!QFile::exists(path))
+        return failure(QStringLiteral("no such file: %1").arg(path));
+    InstrumentSession session(call.context.quiet);
+    if (!session.connect())
+        return libraryFailure();
+    const qint64 packets = QFile(path).size() / 1000000 + 1;
+    const QString answer = executeLine(QStringLiteral("systemupdate;") + path,
+                                       QStringLiteral("Updating the firmware (%1 packets, each digested)").arg(packets),
+                                       call.context.quiet);
+    if (answer != QLatin1String("SYSTEM 0x00"))
+        return answer.isEmpty() ? libraryFailure() : failure(QStringLiteral("the update failed: %1").arg(answer));
+    const QString version = QString::fromUtf8(SendCommand("version", 3000));
+    printOut(QStringLiteral("Firmware updated: %1\n").arg(version.section(QLatin1Char(' '), -1)));
+    return ExitOk;
+}
+
+int runProfile(const Invocation& call)
+{
+    const QStringList& a = call.arguments;
+    QString line;
+    if (a.size() == 2 && a[0] == QLatin1String("store"))
+        line = QStringLiteral("storeprofile;") + a[1];
+    else if (a.size() == 1 && a[0] == QLatin1String("show"))
+        line = QStringLiteral("retrieveprofile");
+    else
+        return usageError(QStringLiteral("profile store FILE.pro | profile show"), QStringLiteral("profile"));
+    InstrumentSession session(call.context.quiet);
+    if (!session.connect())
+        return libraryFailure();
+    const QString answer = executeLine(line, QStringLiteral("Talking to the NetAdjuster store"), call.context.quiet);
+    if (answer.isEmpty())
+        return libraryFailure();
+    printOut(answer + QLatin1Char('\n'));
+    return ExitOk;
+}
+
+int runInstrumentLog(const Invocation& call)
+{
+    if (!call.arguments.isEmpty())
+        return usageError(QStringLiteral("instrument-log takes no arguments"), QStringLiteral("instrument-log"));
+    InstrumentSession session(call.context.quiet);
+    if (!session.connect())
+        return libraryFailure();
+    const QString answer = executeLine(QStringLiteral("getlog"), QStringLiteral("Reading the instrument's log"),
+                                       call.context.quiet);
+    if (answer.isEmpty())
+        return libraryFailure();
+    if (!answer.startsWith(QLatin1String("LOG 0x00 |")))
+        return failure(QStringLiteral("the instrument answered %1").arg(answer));
+    printOut(payloadOf(answer));
+    return ExitOk;
+}
+
+Subcommand make(const char* name, const char* synopsis, const char* summary, const char* description,
+                int (*run)(const Invocation&))
+{
+    Subcommand command;
+    command.name = QString::fromLatin1(name);
+    command.synopsis = QString::fromLatin1(synopsis);
+    command.summary = QString::fromUtf8(summary);
+    command.description = QString::fromUtf8(description);
+    command.connects = true;
+    command.run = run;
+    return command;
+}
+
+} // namespace
+
+Subcommand screenshotCommand()
+{
+    return make("screenshot", "FILE.bmp", "Save the instrument's screen as a BMP image",
+                "Captures the instrument's screen and writes the BMP image it delivers.", runScreenshot);
+}
+
+Subcommand firmwareCommand()
+{
+    return make("firmware", "FILE", "Update the instrument's firmware from a file",
+                "Sends FILE in packets of 1,000,000 bytes, waiting for the instrument to digest\n"
+                "each, and prints the firmware version the instrument reports afterwards.",
+                runFirmware);
+}
+
+Subcommand profileCommand()
+{
+    return make("profile", "store FILE.pro | show", "Store or show the NetAdjuster correction profile",
+                "store writes the profile pair FILE.pro and FILE.pr2 into the instrument and\n"
+                "commits it; show prints the arrays the instrument holds, one line each.",
+                runProfile);
+}
+
+Subcommand instrumentLogCommand()
+{
+    return make("instrument-log", "", "Print the instrument's own log",
+                "Pulls the log the instrument keeps and prints it.", runInstrumentLog);
+}
+
+} // namespace vireo2::cli

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+
+namespace vireo2::cli {
+
+// Runs one Execute line over the open connection, with a progress message
+// when `progress` is not empty. Returns the answer; an empty answer means
+// the library recorded why (print it with libraryFailure()).
+QString executeLine(const QString& line, const QString& progress, bool quiet);
+
+// The part of an answer after its first "|" ("LOG 0x00 |text" -> "text").
+QString payloadOf(const QString& answer);
+
+} // namespace vireo2::cli

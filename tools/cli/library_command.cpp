@@ -1,0 +1,100 @@
+// vireo2 library / vireo2 template: the instrument's colour libraries and job
+// templates: list, get, add, edit, remove.
+#include <QFile>
+
+#include "console.h"
+#include "execute_call.h"
+#include "instrument_session.h"
+#include "library_error.h"
+#include "subcommand.h"
+
+namespace vireo2::cli {
+namespace {
+
+struct ObjectWords {
+    const char* command;  // the subcommand's name
+    const char* list;
+    const char* get;
+    const char* add;
+    const char* edit;
+    const char* remove;
+    const char* what;     // for messages
+};
+
+const ObjectWords kLibrary{"library", "getlibrary", "getlibraryjson", "addlibrary", "editlibrary", "libraryclear",
+                           "colour library"};
+const ObjectWords kTemplate{"template", "getjobtemplatelist", "getjobtemplate", "addjobtemplate", "editjobtemplate",
+                            "removejobtemplate", "job template"};
+
+QString readJson(const QString& path, QString* problem)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *problem = QStringLiteral("cannot read %1: %2").arg(path, file.errorString());
+        return QString();
+    }
+    return QString::fromUtf8(file.readAll());
+}
+
+int runWith(const ObjectWords& words, const Invocation& call)
+{
+    const QStringList& a = call.arguments;
+    const QString action = a.value(0);
+    const QString name = QString::fromLatin1(words.command);
+    QString line;
+    QString problem;
+    if (action == QLatin1String("list") && a.size() == 1)
+        line = QLatin1String(words.list);
+    else if (action == QLatin1String("get") && a.size() == 2)
+        line = QStringLiteral("%1;%2").arg(QLatin1String(words.get), a[1]);
+    else if (action == QLatin1String("add") && a.size() == 2)
+        line = QStringLiteral("%1;%2").arg(QLatin1String(words.add), readJson(a[1], &problem));
+    else if (action == QLatin1String("edit") && a.size() == 3)
+        line = QStringLiteral("%1;%2;%3").arg(QLatin1String(words.edit), a[1], readJson(a[2], &problem));
+    else if (action == QLatin1String("remove") && a.size() == 2)
+        line = QStringLiteral("%1;%2").arg(QLatin1String(words.remove), a[1]);
+    else
+        return usageError(QStringLiteral("%1 list | get NAME | add FILE | edit NAME FILE | remove NAME").arg(name), name);
+    if (!problem.isEmpty())
+        return failure(problem);
+
+    InstrumentSession session(call.context.quiet);
+    if (!session.connect())
+        return libraryFailure();
+    const QString answer = executeLine(line, QStringLiteral("Transferring the %1").arg(QLatin1String(words.what)),
+                                       call.context.quiet);
+    if (answer.isEmpty())
+        return libraryFailure();
+    // Pushes and removals answer the instrument's reply: its status tells.
+    if ((action == QLatin1String("add") || action == QLatin1String("edit") || action == QLatin1String("remove"))
+        && !answer.contains(QLatin1String(" 0x00")))
+        return failure(QStringLiteral("the instrument refused: %1").arg(answer));
+    printOut((action == QLatin1String("get") && answer.contains(QLatin1Char('|')) ? payloadOf(answer) : answer)
+             + QLatin1Char('\n'));
+    return ExitOk;
+}
+
+Subcommand objectCommand(const ObjectWords& words, int (*run)(const Invocation&))
+{
+    Subcommand command;
+    command.name = QString::fromLatin1(words.command);
+    command.synopsis = QStringLiteral("list | get NAME | add FILE | edit NAME FILE | remove NAME");
+    command.summary = QStringLiteral("Manage the instrument's %1s").arg(QLatin1String(words.what));
+    command.description = QStringLiteral(
+        "list prints the names (a JSON array); get prints one as JSON; add sends a JSON\n"
+        "file (its \"name\" member names it); edit replaces NAME with a JSON file; remove\n"
+        "deletes NAME. Large objects go in chunks; progress is shown on stderr.");
+    command.connects = true;
+    command.run = run;
+    return command;
+}
+
+int runLibrary(const Invocation& call) { return runWith(kLibrary, call); }
+int runTemplate(const Invocation& call) { return runWith(kTemplate, call); }
+
+} // namespace
+
+Subcommand libraryCommand() { return objectCommand(kLibrary, runLibrary); }
+Subcommand templateCommand() { return objectCommand(kTemplate, runTemplate); }
+
+} // namespace vireo2::cli
