@@ -4,6 +4,7 @@
 #include <QJsonObject>
 #include <QStringList>
 
+#include "loupe_images.h"
 #include "status_reply.h"
 
 namespace vireo2::sim {
@@ -175,7 +176,13 @@ std::optional<QByteArray> InstrumentStorage::reply(const QByteArray& command)
         return receive(keyword, QStringLiteral("log"), false);
 
     if (key == QLatin1String("digitalloupe list"))
-        return offer(keyword, QStringLiteral("loupe"), QByteArrayLiteral("loupe-001.jpg loupe-002.jpg"));
+        return offer(keyword, QStringLiteral("loupe"), loupeImageNames().join(QLatin1Char(' ')).toUtf8());
+    if (key.startsWith(QLatin1String("digitalloupe get ")) && words.size() == 3) {
+        const QByteArray image = loupeImage(words.at(2));
+        if (image.isEmpty())
+            return statusReply(keyword, kRefused);
+        return offer(keyword, QStringLiteral("loupe"), image);
+    }
     if (key == QLatin1String("digitalloupe receive !") || key == QLatin1String("digitalloupe receive"))
         return receive(keyword, QStringLiteral("loupe"), key.endsWith(QLatin1Char('!')));
 
@@ -183,6 +190,13 @@ std::optional<QByteArray> InstrumentStorage::reply(const QByteArray& command)
         return offer(keyword, QStringLiteral("screen"), screen_);
     if (key == QLatin1String("screen receive !") || key == QLatin1String("screen receive"))
         return receive(keyword, QStringLiteral("screen"), key.endsWith(QLatin1Char('!')));
+    // The video frame: what the camera sees, processed into a bitmap.
+    if (key == QLatin1String("videoframe capture"))
+        return statusReply(keyword, kOk);
+    if (key == QLatin1String("videoframe process screen"))
+        return offer(keyword, QStringLiteral("video"), screen_);
+    if (key == QLatin1String("videoframe receive screen !") || key == QLatin1String("videoframe receive screen"))
+        return receive(keyword, QStringLiteral("video"), key.endsWith(QLatin1Char('!')));
     return std::nullopt;
 }
 

@@ -66,7 +66,7 @@ QByteArray SimulatedVireo2::reply(const QByteArray& command)
     const QString key = text.toLower();
 
     storage_.noteCommand(command, clock_.elapsed());
-    if (key == QLatin1String("screen capture")) {
+    if (key == QLatin1String("screen capture") || key == QLatin1String("videoframe capture")) {
         const QVector<double> last = lastReading_ ? measuredSpectrum(library_.at(lastReading_->sample), Condition::M1,
                                                                      lastReading_->seed, options_.noise)
                                                   : QVector<double>();
