@@ -120,5 +120,29 @@ TEST_F(TransferTest, ScreenCaptureThroughExecuteBinaryAndItsTruncation)
     EXPECT_TRUE(hasError(20506, "FAILED Screen Receive : Code 0x33"));
 }
 
+TEST_F(TransferTest, UsbConnectionsPushLibrariesInSmallChunks)
+{
+    // The chunk size follows the stored connection method.
+    ASSERT_TRUE(SetOption("connection_method", "USB"));
+    const QString lib = library(QStringLiteral("Small"), 400);
+    ASSERT_GT(lib.size(), 8000);
+    EXPECT_EQ(exec(QStringLiteral("addlibrary;") + lib), QStringLiteral("COLORLIBRARY 0x00"));
+    int chunks = 0;
+    for (const QByteArray& command : sent())
+        chunks += command.startsWith("colorlibrary send") ? 1 : 0;
+    EXPECT_EQ(chunks, lib.size() / 4000 + 1);
+    EXPECT_EQ(exec(QStringLiteral("getlibraryjson;Small")), QStringLiteral("COLORLIBRARY 0x00 |") + lib);
+}
+
+TEST_F(TransferTest, InstrumentFallingSilentMidPullEndsIt)
+{
+    control(QStringLiteral("chunk 100"));
+    for (int i = 0; i < 12; ++i)
+        ASSERT_EQ(exec(QStringLiteral("addlibrary;{\"name\":\"Library number %1\"}").arg(i)), QStringLiteral("COLORLIBRARY 0x00"));
+    sim_.faults().add(sim::Fault::on("colorlibrary receive").silently());
+    EXPECT_EQ(exec(QStringLiteral("getlibrary")), QString());
+    EXPECT_NE(GetLastErrorCode(), 0) << "the transport's failure is in the error record";
+}
+
 } // namespace
 } // namespace vireo2::test
