@@ -19,12 +19,13 @@ struct ObjectWords {
     const char* edit;
     const char* remove;
     const char* what;     // for messages
+    const char* plural;
 };
 
 const ObjectWords kLibrary{"library", "getlibrary", "getlibraryjson", "addlibrary", "editlibrary", "libraryclear",
-                           "colour library"};
+                           "colour library", "colour libraries"};
 const ObjectWords kTemplate{"template", "getjobtemplatelist", "getjobtemplate", "addjobtemplate", "editjobtemplate",
-                            "removejobtemplate", "job template"};
+                            "removejobtemplate", "job template", "job templates"};
 
 QString readJson(const QString& path, QString* problem)
 {
@@ -79,7 +80,7 @@ Subcommand objectCommand(const ObjectWords& words, int (*run)(const Invocation&)
     Subcommand command;
     command.name = QString::fromLatin1(words.command);
     command.synopsis = QStringLiteral("list | get NAME | add FILE | edit NAME FILE | remove NAME");
-    command.summary = QStringLiteral("Manage the instrument's %1s").arg(QLatin1String(words.what));
+    command.summary = QStringLiteral("Manage the instrument's %1").arg(QLatin1String(words.plural));
     command.description = QStringLiteral(
         "list prints the names (a JSON array); get prints one as JSON; add sends a JSON\n"
         "file (its \"name\" member names it); edit replaces NAME with a JSON file; remove\n"

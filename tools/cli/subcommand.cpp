@@ -88,7 +88,7 @@ QString programHelp()
         "\n"
         "Commands:\n");
     for (const Subcommand& command : subcommands())
-        text += QStringLiteral("  ") + command.name.leftJustified(12) + command.summary + QLatin1Char('\n');
+        text += QStringLiteral("  ") + command.name.leftJustified(16) + command.summary + QLatin1Char('\n');
     text += QStringLiteral("\nOptions:\n");
     text += optionTable({tcpOption(), usbOption(), quietOption(),
                          verboseOption(),
