@@ -9,6 +9,8 @@ namespace {
 
 constexpr int kTableValues = 400;
 constexpr int kTableBytes = kTableValues * 4;
+constexpr double kFirstOleDay = -657434.0;  // 0100-01-01
+constexpr double kLastOleDay = 2958466.0;   // 10000-01-01
 
 template <typename T>
 T readAt(const QByteArray& bytes, qint64 at)
@@ -47,6 +49,11 @@ std::optional<ProfileFile> ProfileFile::parse(const QByteArray& bytes)
     if (first < 0 || 33 + first > size)
         return std::nullopt;
     profile.createdOleDate = doubleAt(bytes, 20 + first);
+    // A date the calendar cannot hold (not finite, before year 100 or after
+    // 9999) makes the file unusable rather than the conversion undefined.
+    if (!std::isfinite(profile.createdOleDate) || profile.createdOleDate < kFirstOleDay
+        || profile.createdOleDate >= kLastOleDay)
+        return std::nullopt;
     const qint64 second = readAt<qint32>(bytes, 29 + first);
     const qint64 table = 33 + first + second;
     if (second < 0 || table + kTableBytes > size)

@@ -23,9 +23,9 @@ struct ProfileFile {
     // [0] the file's first condition (M0 or M2), [1] its second (M1 or M3).
     std::array<std::array<Values, kArrayCount>, 2> conditions{};
 
-    // Reads a file's bytes; nothing when it is shorter than kMinimumSize or
-    // a length field points outside it (the two variable blocks are skipped
-    // only after their lengths were checked).
+    // Reads a file's bytes; nothing when it is shorter than kMinimumSize, a
+    // length field points outside it (the two variable blocks are skipped
+    // only after their lengths were checked) or its date is no calendar date.
     static std::optional<ProfileFile> parse(const QByteArray& bytes);
     // An OLE automation date (days since 1899-12-30, the fraction the time
     // of day) as a date and time, by the Julian-day conversion.

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QtEndian>
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "commands/profile_file.h"
@@ -133,6 +134,11 @@ TEST_F(FileTransferTest, ProfileFilesThatCannotBeUsed)
     qToLittleEndian<qint32>(1 << 30, lying.data() + 16);
     writeFile(path(QStringLiteral("lying.pro")), lying);
     EXPECT_EQ(exec(QStringLiteral("storeprofile;") + path(QStringLiteral("lying.pro"))), QString());
+    EXPECT_TRUE(hasError(20509, "FAILED storeProfile: Invalid NetProfile"));
+
+    // A date no calendar holds.
+    writeFile(path(QStringLiteral("undated.pro")), profileBytes(1.0f, std::nan(""), 0, 0, 1.0f));
+    EXPECT_EQ(exec(QStringLiteral("storeprofile;") + path(QStringLiteral("undated.pro"))), QString());
     EXPECT_TRUE(hasError(20509, "FAILED storeProfile: Invalid NetProfile"));
 
     // A missing companion fails after M0 and M1 went out (from a file of
