@@ -85,13 +85,9 @@ void compare(const char* what, const QByteArray& command, int repeats, double re
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    SimProcess sim(QCoreApplication::applicationDirPath() + QStringLiteral("/vireo2-sim"));
-    if (!sim.start()) {
-        std::fprintf(stderr, "vireo2-sim did not start\n");
+    SimProcess sim(simulatorProgram());
+    if (!startSimulatorFor(sim, &SetOption))
         return 1;
-    }
-    SetOption("connection_method", "TCP");
-    SetOption("device_ip_address", sim.address().constData());
     if (!Connect()) {
         std::fprintf(stderr, "Connect: %d %s\n", GetLastErrorCode(), GetLastErrorString());
         return 1;

@@ -42,13 +42,9 @@ void measure(const char* state)
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    SimProcess sim(QCoreApplication::applicationDirPath() + QStringLiteral("/vireo2-sim"));
-    if (!sim.start()) {
-        std::fprintf(stderr, "vireo2-sim did not start\n");
+    SimProcess sim(simulatorProgram());
+    if (!startSimulatorFor(sim, &SetOption))
         return 1;
-    }
-    SetOption("connection_method", "TCP");
-    SetOption("device_ip_address", sim.address().constData());
     std::printf("Idle host process, through the exports, vireo2-sim in its own process\n\n");
     std::printf("| state | CPU, %% of one core |\n|---|---|\n");
     if (!Connect()) {

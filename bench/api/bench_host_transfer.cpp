@@ -84,11 +84,9 @@ void line(const char* what, Series& library, Series& baseline)
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    SimProcess sim(QCoreApplication::applicationDirPath() + QStringLiteral("/vireo2-sim"));
-    if (!sim.start())
+    SimProcess sim(simulatorProgram());
+    if (!startSimulatorFor(sim, &SetOption))
         return 1;
-    SetOption("connection_method", "TCP");
-    SetOption("device_ip_address", sim.address().constData());
     if (!Connect())
         return 1;
     SetConfiguration("STOP_POLL");

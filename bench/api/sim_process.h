@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QCoreApplication>
 #include <QProcess>
+#include <cstdio>
 #include <QRegularExpression>
 #include <QString>
 
@@ -43,5 +45,23 @@ private:
     QProcess process_;
     quint16 port_ = 0;
 };
+
+// Starts the simulator beside this program and points the library at it
+// (not yet connected); false, with the reason on stderr, when it did not start.
+inline bool startSimulatorFor(SimProcess& sim, bool (*setOption)(const char*, const char*))
+{
+    if (!sim.start()) {
+        std::fprintf(stderr, "vireo2-sim did not start\n");
+        return false;
+    }
+    setOption("connection_method", "TCP");
+    setOption("device_ip_address", sim.address().constData());
+    return true;
+}
+
+inline QString simulatorProgram()
+{
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/vireo2-sim");
+}
 
 } // namespace vireo2::bench

@@ -24,21 +24,11 @@ constexpr int kPacketBytes = 1000000;
 constexpr int kPacketTimeoutMs = 30000;
 constexpr int kDigestPollMs = 10000;
 constexpr int kDigestDeadlineMs = 20000;
-constexpr int kReplyBytes = 100;
 
 const QString kCloneDone = QStringLiteral("CLONE 0x00");
 const QString kCloneFailed = QStringLiteral("CLONE 0x01");
 const QString kUpdateDone = QStringLiteral("SYSTEM 0x00");
 const QString kUpdateFailed = QStringLiteral("SYSTEM 0x01");
-
-bool payloadOf(const QByteArray& reply, QByteArray* payload)
-{
-    const int bar = reply.indexOf('|');
-    if (bar < 0 || bar + 1 >= reply.size())
-        return false;
-    *payload = reply.mid(bar + 1);
-    return true;
-}
 
 // Each payload is added to the file as it arrives; the file is not emptied
 // first, so saving onto an existing file extends it.
@@ -55,15 +45,8 @@ QByteArray readWhole(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// One raw message through ExecuteBinary; its reply as text, null on failure.
-bool sendRaw(CommandContext& context, const QByteArray& message, int timeoutMs, QByteArray* reply)
-{
-    QByteArray buffer(kReplyBytes, '\0');
-    const int n = context.host.executeBinary(message, timeoutMs, &buffer);
-    buffer.truncate(qstrnlen(buffer.constData(), uint(qMax(n, 0))));
-    *reply = buffer;
-    return n > 0;
-}
+using transfer::payloadOf;
+using transfer::sendRaw;
 
 } // namespace
 

@@ -22,7 +22,13 @@ constexpr int kListLaterMs = 2000;
 constexpr int kEditSendMs = 10000;
 constexpr int kEditCommandMs = 5000;
 
-// The bytes after the first "|"; false when there are none.
+bool pushContinues(qint32 status)
+{
+    return status == 0 || status == 5 || status == 7;
+}
+
+} // namespace
+
 bool payloadOf(const QByteArray& reply, QByteArray* payload)
 {
     const int bar = reply.indexOf('|');
@@ -32,12 +38,14 @@ bool payloadOf(const QByteArray& reply, QByteArray* payload)
     return true;
 }
 
-bool pushContinues(qint32 status)
+bool sendRaw(CommandContext& context, const QByteArray& message, int timeoutMs, QByteArray* reply)
 {
-    return status == 0 || status == 5 || status == 7;
+    QByteArray buffer(kChunkReplyBytes, '\0');
+    const int n = context.host.executeBinary(message, timeoutMs, &buffer);
+    buffer.truncate(int(qstrnlen(buffer.constData(), uint(qMax(n, 0)))));
+    *reply = buffer;
+    return n > 0;
 }
-
-} // namespace
 
 QList<QByteArray> pushMessages(const QByteArray& object, const QString& prefix, int chunkSize)
 {
@@ -65,9 +73,8 @@ QString push(CommandContext& context, const QByteArray& object, const QString& p
     CommandHost& host = context.host;
     host.setTransferComplete(false);
     for (const QByteArray& message : pushMessages(object, prefix, chunkSize)) {
-        QByteArray reply(kChunkReplyBytes, '\0');
-        const int n = host.executeBinary(message, kChunkTimeoutMs, &reply);
-        reply.truncate(qstrnlen(reply.constData(), uint(qMax(n, 0))));
+        QByteArray reply;
+        sendRaw(context, message, kChunkTimeoutMs, &reply);
         if (!pushContinues(ParseStatus(reply))) {
             host.setTransferComplete(true);
             return QString::fromUtf8(reply);

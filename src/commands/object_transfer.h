@@ -42,6 +42,13 @@ QString fetch(CommandContext& context, const Fetch& how);
 // receives and no prefix; the request's status is not checked.
 QString list(CommandContext& context, const QString& request, const QString& firstReceive, const QString& laterReceive);
 
+// The bytes after a reply's first "|"; false when there are none.
+bool payloadOf(const QByteArray& reply, QByteArray* payload);
+
+// One raw message through ExecuteBinary (a 100-byte reply buffer); the
+// reply as text in `reply`, false when nothing came back.
+bool sendRaw(CommandContext& context, const QByteArray& message, int timeoutMs, QByteArray* reply);
+
 // Single-message edit: "PREFIX send 0 ! |" + JSON, then the edit command.
 QString edit(CommandContext& context, const QString& prefix, const QString& json, const QString& editCommand);
 
