@@ -30,13 +30,7 @@ double peakRssMb()
 template <typename F>
 double millis(F&& call)
 {
-    QElapsedTimer timer;
-    timer.start();
-    if (!call()) {
-        std::fprintf(stderr, "exchange failed: %d %s\n", GetLastErrorCode(), GetLastErrorString());
-        std::exit(1);
-    }
-    return double(timer.nsecsElapsed()) / 1e6;
+    return timedSeconds(call) * 1e3;
 }
 
 void report(const char* what, int repeats, double bytes, Series& library, Series& baseline)

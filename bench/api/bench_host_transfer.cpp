@@ -31,18 +31,6 @@ QByteArray libraryJson()
     return json;
 }
 
-template <typename F>
-double seconds(F&& call)
-{
-    QElapsedTimer timer;
-    timer.start();
-    if (!call()) {
-        std::fprintf(stderr, "transfer failed: %d %s\n", GetLastErrorCode(), GetLastErrorString());
-        std::exit(1);
-    }
-    return double(timer.nsecsElapsed()) / 1e9;
-}
-
 bool rawPush(PosixBcpClient& raw, const QByteArray& json)
 {
     const int chunks = json.size() / kPushChunk + 1;
@@ -98,12 +86,12 @@ int main(int argc, char** argv)
     const QByteArray pushLine = "addlibrary;" + json;
     Series push, rawPushes, pull, rawPulls, capture;
     for (int round = 0; round < kRounds; ++round) {
-        push.add(seconds([&] { return QByteArray(Execute(pushLine.constData())) == "COLORLIBRARY 0x00"; }));
-        rawPushes.add(seconds([&] { return rawPush(raw, json); }));
-        pull.add(seconds([&] { return qstrlen(Execute("getlibraryjson;Bench")) > size_t(kLibraryBytes); }));
-        rawPulls.add(seconds([&] { return rawPull(raw); }));
+        push.add(timedSeconds([&] { return QByteArray(Execute(pushLine.constData())) == "COLORLIBRARY 0x00"; }));
+        rawPushes.add(timedSeconds([&] { return rawPush(raw, json); }));
+        pull.add(timedSeconds([&] { return qstrlen(Execute("getlibraryjson;Bench")) > size_t(kLibraryBytes); }));
+        rawPulls.add(timedSeconds([&] { return rawPull(raw); }));
         QByteArray screen(1 << 20, '\0');
-        capture.add(seconds([&] {
+        capture.add(timedSeconds([&] {
             return ExecuteBinary(reinterpret_cast<const unsigned char*>("CaptureScreen"), 13, 5000,
                                  reinterpret_cast<unsigned char*>(screen.data()), screen.size()) > 0;
         }));

@@ -1,7 +1,12 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <vector>
+
+#include "vireo2.h"
 
 namespace vireo2::bench {
 
@@ -19,5 +24,19 @@ struct Series {
     double least() const { return values.empty() ? 0.0 : *std::min_element(values.begin(), values.end()); }
     double most() const { return values.empty() ? 0.0 : *std::max_element(values.begin(), values.end()); }
 };
+
+// Seconds one call takes; a call that fails ends the benchmark with the
+// library's error record, since its figures would mean nothing.
+template <typename F>
+double timedSeconds(F&& call)
+{
+    QElapsedTimer timer;
+    timer.start();
+    if (!call()) {
+        std::fprintf(stderr, "call failed: %d %s\n", GetLastErrorCode(), GetLastErrorString());
+        std::exit(1);
+    }
+    return double(timer.nsecsElapsed()) / 1e9;
+}
 
 } // namespace vireo2::bench

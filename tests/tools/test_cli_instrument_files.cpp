@@ -29,6 +29,11 @@ TEST_F(CliTest, LibrariesBackupRestoreAndTheLog)
     result = vireo2AgainstSim({"library", "get", "House"});
     EXPECT_EQ(result.out.trimmed(), QStringLiteral(R"({"name":"House","colours":[[50,1,2]]})"));
     EXPECT_EQ(vireo2AgainstSim({"template", "remove", "nothing"}).exitCode, 1) << "a refusal is a failure";
+    // Execute cuts its line at ";": such an argument is refused, not sent cut short.
+    write(path(QStringLiteral("semi.json")), R"({"name":"A;B"})");
+    result = vireo2AgainstSim({"library", "add", path(QStringLiteral("semi.json"))});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(QStringLiteral("cannot contain \";\""))) << result.err.toStdString();
 
     ASSERT_EQ(vireo2AgainstSim({"backup", path(QStringLiteral("one.clone"))}).exitCode, 0);
     ASSERT_EQ(vireo2AgainstSim({"library", "remove", "House"}).exitCode, 0);

@@ -16,6 +16,8 @@ int runBackup(const Invocation& call)
     if (call.arguments.size() != 1)
         return usageError(QStringLiteral("backup takes the file to write"), QStringLiteral("backup"));
     const QString path = call.arguments.first();
+    if (const QString problem = checkArgument(path, QStringLiteral("the path")); !problem.isEmpty())
+        return failure(problem);
     // The library adds to an existing file; a backup starts a fresh one.
     if (QFile::exists(path) && !QFile::remove(path))
         return failure(QStringLiteral("cannot replace %1").arg(path));
@@ -36,6 +38,8 @@ int runRestore(const Invocation& call)
     if (call.arguments.size() != 1)
         return usageError(QStringLiteral("restore takes the backup file"), QStringLiteral("restore"));
     const QString path = call.arguments.first();
+    if (const QString problem = checkArgument(path, QStringLiteral("the path")); !problem.isEmpty())
+        return failure(problem);
     if (!QFile::exists(path))
         return failure(QStringLiteral("no such file: %1").arg(path));
     InstrumentSession session(call.context.quiet);

@@ -22,6 +22,8 @@ int runScreenshot(const Invocation& call)
     if (call.arguments.size() != 1)
         return usageError(QStringLiteral("screenshot takes the file to write"), QStringLiteral("screenshot"));
     const QString path = call.arguments.first();
+    if (const QString problem = checkArgument(path, QStringLiteral("the path")); !problem.isEmpty())
+        return failure(problem);
     // The instrument delivers a BMP; converting it would need an image
     // library the command-line host does not otherwise use.
     if (!path.endsWith(QLatin1String(".bmp"), Qt::CaseInsensitive))
@@ -49,6 +51,8 @@ int runFirmware(const Invocation& call)
     if (call.arguments.size() != 1)
         return usageError(QStringLiteral("firmware takes the update file"), QStringLiteral("firmware"));
     const QString path = call.arguments.first();
+    if (const QString problem = checkArgument(path, QStringLiteral("the path")); !problem.isEmpty())
+        return failure(problem);
     if (!QFile::exists(path))
         return failure(QStringLiteral("no such file: %1").arg(path));
     InstrumentSession session(call.context.quiet);
@@ -69,8 +73,11 @@ int runProfile(const Invocation& call)
 {
     const QStringList& a = call.arguments;
     QString line;
-    if (a.size() == 2 && a[0] == QLatin1String("store"))
+    if (a.size() == 2 && a[0] == QLatin1String("store")) {
+        if (const QString problem = checkArgument(a[1], QStringLiteral("the path")); !problem.isEmpty())
+            return failure(problem);
         line = QStringLiteral("storeprofile;") + a[1];
+    }
     else if (a.size() == 1 && a[0] == QLatin1String("show"))
         line = QStringLiteral("retrieveprofile");
     else

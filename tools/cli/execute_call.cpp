@@ -16,6 +16,13 @@ QString executeLine(const QString& line, const QString& progress, bool quiet)
     return answer;
 }
 
+QString checkArgument(const QString& argument, const QString& what)
+{
+    if (!argument.contains(QLatin1Char(';')))
+        return QString();
+    return QStringLiteral("%1 cannot contain \";\": the library's command line is cut there").arg(what);
+}
+
 QString payloadOf(const QString& answer)
 {
     const int bar = answer.indexOf(QLatin1Char('|'));

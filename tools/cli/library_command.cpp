@@ -42,22 +42,32 @@ int runWith(const ObjectWords& words, const Invocation& call)
     const QStringList& a = call.arguments;
     const QString action = a.value(0);
     const QString name = QString::fromLatin1(words.command);
-    QString line;
+    QString word;
+    QStringList parts;  // the line's arguments after the command word
     QString problem;
-    if (action == QLatin1String("list") && a.size() == 1)
-        line = QLatin1String(words.list);
-    else if (action == QLatin1String("get") && a.size() == 2)
-        line = QStringLiteral("%1;%2").arg(QLatin1String(words.get), a[1]);
-    else if (action == QLatin1String("add") && a.size() == 2)
-        line = QStringLiteral("%1;%2").arg(QLatin1String(words.add), readJson(a[1], &problem));
-    else if (action == QLatin1String("edit") && a.size() == 3)
-        line = QStringLiteral("%1;%2;%3").arg(QLatin1String(words.edit), a[1], readJson(a[2], &problem));
-    else if (action == QLatin1String("remove") && a.size() == 2)
-        line = QStringLiteral("%1;%2").arg(QLatin1String(words.remove), a[1]);
-    else
+    if (action == QLatin1String("list") && a.size() == 1) {
+        word = QLatin1String(words.list);
+    } else if (action == QLatin1String("get") && a.size() == 2) {
+        word = QLatin1String(words.get);
+        parts = QStringList{a[1]};
+    } else if (action == QLatin1String("add") && a.size() == 2) {
+        word = QLatin1String(words.add);
+        parts = QStringList{readJson(a[1], &problem)};
+    } else if (action == QLatin1String("edit") && a.size() == 3) {
+        word = QLatin1String(words.edit);
+        parts = QStringList{a[1], readJson(a[2], &problem)};
+    } else if (action == QLatin1String("remove") && a.size() == 2) {
+        word = QLatin1String(words.remove);
+        parts = QStringList{a[1]};
+    } else {
         return usageError(QStringLiteral("%1 list | get NAME | add FILE | edit NAME FILE | remove NAME").arg(name), name);
+    }
+    for (const QString& part : parts)
+        if (problem.isEmpty())
+            problem = checkArgument(part, QStringLiteral("a name or JSON text"));
     if (!problem.isEmpty())
         return failure(problem);
+    const QString line = (QStringList{word} + parts).join(QLatin1Char(';'));
 
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
