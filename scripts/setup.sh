@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(build-essential cmake ninja-build pkg-config qtbase5-dev libusb-1.0-0-dev liblcms2-dev
+packages=(build-essential ccache cmake ninja-build pkg-config qtbase5-dev libusb-1.0-0-dev liblcms2-dev
           python3-setuptools python3-pip python3-venv python3-numpy
           googletest libgtest-dev libbenchmark-dev python3)
 ./scripts/install-packages.sh "${packages[@]}"
