@@ -14,7 +14,7 @@
 
 #include "echo_instrument.h"
 #include "sim_server.h"
-#include "transport/ethernet_thread.h"
+#include "transport/ethernet_socket.h"
 #include "closed_port.h"
 #include "transport/ethernet_transport.h"
 
@@ -245,7 +245,7 @@ TEST(EthernetConnect, AddressWithoutPortUsesTheInstrumentPort)
     QString host;
     quint16 port = 0;
     for (const char* address : {"192.168.7.2", "192.168.7.2:", "192.168.7.2:23"}) {
-        vireo2::EthernetThread::splitAddress(QString::fromUtf8(address), &host, &port);
+        vireo2::EthernetSocket::splitAddress(QString::fromUtf8(address), &host, &port);
         EXPECT_EQ(host, QStringLiteral("192.168.7.2"));
         EXPECT_EQ(port, QByteArray(address).endsWith(":23") ? 23 : 60001) << address;
     }

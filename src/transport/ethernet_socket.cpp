@@ -1,0 +1,154 @@
+#include "transport/ethernet_socket.h"
+
+#include <QHostAddress>
+#include <QStringList>
+#include <QTcpSocket>
+
+#include "transport/ethernet_transport.h"
+
+namespace vireo2 {
+
+EthernetSocket::~EthernetSocket()
+{
+    destroy();
+}
+
+void EthernetSocket::create(std::function<void()> peerClosed)
+{
+    socket_ = new QTcpSocket;
+    socket_->setReadBufferSize(kBufferCap);
+    // The socket has no event loop: its signal must be handled directly, on
+    // the thread inside the socket call.
+    QObject::connect(socket_, &QTcpSocket::disconnected, socket_, std::move(peerClosed), Qt::DirectConnection);
+}
+
+void EthernetSocket::destroy()
+{
+    delete socket_;
+    socket_ = nullptr;
+}
+
+void EthernetSocket::splitAddress(const QString& address, QString* host, quint16* port)
+{
+    const QStringList parts = address.split(QLatin1Char(':'));
+    *host = parts.value(0);
+    *port = kDefaultPort;
+    if (parts.size() > 1 && !parts.at(1).isEmpty())
+        *port = quint16(parts.at(1).toInt());
+}
+
+bool EthernetSocket::connected() const
+{
+    return socket_->state() == QAbstractSocket::ConnectedState;
+}
+
+int EthernetSocket::idleDescriptor() const
+{
+    if (socket_->bytesAvailable() >= kBufferCap)
+        return -1;
+    return int(socket_->socketDescriptor());
+}
+
+void EthernetSocket::checkIdle()
+{
+    if (connected())
+        socket_->waitForReadyRead(0);
+}
+
+void EthernetSocket::drop(bool refuse)
+{
+    if (refuse)
+        refused_ = true;
+    if (socket_->state() != QAbstractSocket::UnconnectedState) {
+        socket_->disconnectFromHost();
+        if (socket_->state() != QAbstractSocket::UnconnectedState)
+            socket_->abort();
+    }
+    owner_->setConnected(false);
+}
+
+bool EthernetSocket::connectTo(const QString& address)
+{
+    refused_ = false;
+    QString host;
+    quint16 port = kDefaultPort;
+    splitAddress(address, &host, &port);
+    if (socket_->state() != QAbstractSocket::UnconnectedState)
+        socket_->abort();
+
+    // Numeric addresses only: a host name is refused here rather than looked
+    // up, as the instrument is always reached by its IP address.
+    QHostAddress ip;
+    if (!ip.setAddress(host)) {
+        owner_->SetError(QAbstractSocket::HostNotFoundError, QStringLiteral("Host not found"));
+        return false;
+    }
+    socket_->connectToHost(ip, port, QIODevice::ReadWrite);
+    if (!socket_->waitForConnected(kConnectTimeoutMs)) {
+        owner_->SetError(socket_->error(), socket_->errorString());
+        socket_->abort();
+        return false;
+    }
+    // Options only take effect on an open socket.
+    socket_->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+    socket_->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    owner_->setConnected(true);
+    return true;
+}
+
+bool EthernetSocket::write(const char* bytes, int length)
+{
+    if (refused_ || !owner_->IsConnected() || !connected())
+        return false;
+    socket_->write(bytes, length);
+    if (socket_->state() == QAbstractSocket::UnconnectedState)
+        return false;
+    QElapsedTimer timer;
+    timer.start();
+    while (socket_->bytesToWrite() > 0) {
+        const qint64 left = kWriteTimeoutMs - timer.elapsed();
+        if (left <= 0 || !socket_->waitForBytesWritten(int(left))) {
+            owner_->SetError(socket_->error(), socket_->errorString());
+            return false;
+        }
+    }
+    return true;
+}
+
+int EthernetSocket::readinessWaitMs(const QElapsedTimer& timer, int timeoutMs) const
+{
+    if (!owner_->readBoundedByTimeout())
+        return kReadinessWaitMs;
+    const qint64 left = qint64(timeoutMs) - timer.elapsed();
+    return int(qBound<qint64>(1, left + 1, kReadinessWaitMs));
+}
+
+int EthernetSocket::read(int timeoutMs, bool packetMode)
+{
+    assembler_.reset(packetMode);
+    if (refused_ || !owner_->IsConnected())
+        return 0;
+    if (chunk_.size() != kReadChunk)
+        chunk_.resize(kReadChunk);
+    QElapsedTimer timer;
+    timer.start();
+    while (socket_->state() != QAbstractSocket::UnconnectedState) {
+        // Bytes already buffered by the socket need no waiting.
+        if (socket_->bytesAvailable() == 0 && !socket_->waitForReadyRead(readinessWaitMs(timer, timeoutMs)))
+            socket_->waitForReadyRead(readinessWaitMs(timer, timeoutMs));
+        const qint64 count = socket_->read(chunk_.data(), kReadChunk);
+        if (count > 0 && assembler_.append(chunk_.constData(), count) != bcp::PacketAssembler::State::Incomplete)
+            return assembler_.buffer().size();
+        // Compared as signed: QElapsedTimer::hasExpired() would take a
+        // negative timeout as "never" and wait as long as the peer trickles.
+        if (timer.elapsed() > qint64(timeoutMs)) {
+            owner_->SetError(0x5005, QStringLiteral("Receive: TIMEOUT after receiving %1 bytes of %2")
+                                         .arg(assembler_.buffer().size())
+                                         .arg(assembler_.expected()));
+            return 0;
+        }
+    }
+    return 0;
+}
+
+} // namespace vireo2
