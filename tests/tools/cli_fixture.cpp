@@ -37,11 +37,16 @@ void CliTest::placeInTest(QProcess& process) const
     process.setWorkingDirectory(workDirectory());
 }
 
-ProgramResult CliTest::runProgram(const QString& program, const QStringList& arguments, int timeoutMs) const
+ProgramResult CliTest::runProgram(const QString& program, const QStringList& arguments, int timeoutMs,
+                                  const QByteArray& input) const
 {
     QProcess process;
     placeInTest(process);
     process.start(program, arguments);
+    if (process.waitForStarted(10000)) {
+        process.write(input);
+        process.closeWriteChannel();
+    }
     ProgramResult result;
     if (!process.waitForFinished(timeoutMs)) {
         result.err = process.error() == QProcess::FailedToStart ? process.errorString() : QStringLiteral("timed out");

@@ -46,13 +46,21 @@ protected:
     // vireo2 with these arguments; the AgainstSim forms put --tcp <simulator>
     // first. `line` is split at blanks.
     ProgramResult vireo2(const QStringList& arguments) const { return runProgram(VIREO2_CLI_PROGRAM, arguments); }
+    // The same with `input` typed at it (the end of input follows).
+    ProgramResult vireo2WithInput(const QStringList& arguments, const QByteArray& input) const
+    {
+        return runProgram(VIREO2_CLI_PROGRAM, QStringList{"--tcp", simAddress()} + arguments, 60000, input);
+    }
     ProgramResult vireo2AgainstSim(const QStringList& arguments) const
     {
         return vireo2(QStringList{"--tcp", simAddress()} + arguments);
     }
     ProgramResult run(const QString& line) const { return vireo2(line.split(' ', Qt::SkipEmptyParts)); }
     ProgramResult runAgainstSim(const QString& line) const { return run("--tcp " + simAddress() + ' ' + line); }
-    ProgramResult runProgram(const QString& program, const QStringList& arguments, int timeoutMs = 60000) const;
+    // The program's input ends after `input`, so a question it asks is not
+    // left waiting.
+    ProgramResult runProgram(const QString& program, const QStringList& arguments, int timeoutMs = 60000,
+                             const QByteArray& input = QByteArray()) const;
     // Gives a program started outside runProgram this test's data folder and
     // working directory.
     void placeInTest(QProcess& process) const;

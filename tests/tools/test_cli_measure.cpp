@@ -146,7 +146,7 @@ TEST_F(MeasureTest, FailuresExitWithTheReasonAndWriteNoChart)
     const QString chart = path("never.svg");
     const ProgramResult uncalibrated = runAgainstSim("measure --plot " + chart);
     EXPECT_EQ(uncalibrated.exitCode, 1);
-    EXPECT_TRUE(uncalibrated.err.contains("error 20489: FAILED Measure:  Needs Calibration"))
+    EXPECT_TRUE(uncalibrated.err.contains("the instrument needs a white calibration"))
         << uncalibrated.err.toStdString();
     EXPECT_TRUE(uncalibrated.err.contains("vireo2 calibrate")) << "a hint names the remedy";
     EXPECT_TRUE(uncalibrated.out.isEmpty());
@@ -157,7 +157,8 @@ TEST_F(MeasureTest, FailuresExitWithTheReasonAndWriteNoChart)
     control("readout refuse");
     const ProgramResult refused = runAgainstSim("measure");
     EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_TRUE(refused.err.contains("no spectra")) << refused.err.toStdString();
+    EXPECT_TRUE(refused.err.contains("the instrument refused to hand out its reading")) << refused.err.toStdString();
+    EXPECT_FALSE(refused.err.contains("calibrate")) << "a refusal is not a calibration fault";
     EXPECT_TRUE(refused.out.isEmpty());
 }
 

@@ -1,4 +1,5 @@
 #include "console.h"
+#include "execute_call.h"
 #include "instrument_info.h"
 #include "instrument_session.h"
 #include "library_error.h"
@@ -16,6 +17,7 @@ int run(const Invocation& call)
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
         return libraryFailure();
+    clearErrorCode();
     if (!withProgress(QStringLiteral("Calibrating on the white standard..."), call.context.quiet,
                       [] { return Calibrate(); }))
         return libraryFailure();

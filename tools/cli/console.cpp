@@ -1,6 +1,8 @@
 #include "console.h"
 
 #include <cstdio>
+#include <iostream>
+#include <string>
 #include <unistd.h>
 
 namespace vireo2::cli {
@@ -32,6 +34,33 @@ int failure(const QString& message)
 {
     printErr(QStringLiteral("vireo2: %1\n").arg(message));
     return ExitFailure;
+}
+
+bool readLine(QString* line)
+{
+    std::string text;
+    if (!std::getline(std::cin, text))
+        return false;
+    *line = QString::fromLocal8Bit(text.c_str()).trimmed();
+    return true;
+}
+
+bool isQuit(const QString& line)
+{
+    return line.compare(QLatin1String("q"), Qt::CaseInsensitive) == 0
+        || line.compare(QLatin1String("quit"), Qt::CaseInsensitive) == 0;
+}
+
+bool confirm(const QString& question)
+{
+    printErr(question + QStringLiteral(" [y/N] "));
+    QString answer;
+    if (!readLine(&answer)) {
+        printErr(QStringLiteral("\n"));
+        return false;
+    }
+    return answer.compare(QLatin1String("y"), Qt::CaseInsensitive) == 0
+        || answer.compare(QLatin1String("yes"), Qt::CaseInsensitive) == 0;
 }
 
 } // namespace vireo2::cli

@@ -27,4 +27,14 @@ int usageError(const QString& message, const QString& command = QString());
 // ExitFailure.
 int failure(const QString& message);
 
+// Asks `question` on stderr and reads the answer from stdin: true for "y" or
+// "yes"; anything else, or the end of input, is a no.
+bool confirm(const QString& question);
+
+// One line typed at the terminal (or read from piped input); false at the
+// end of input. "q" on its own means quit wherever the program waits for a
+// key: isQuit() tells.
+bool readLine(QString* line);
+bool isQuit(const QString& line);
+
 } // namespace vireo2::cli

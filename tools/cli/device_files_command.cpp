@@ -1,5 +1,5 @@
-// vireo2 screenshot, firmware, profile and instrument-log: what a technician
-// pulls from or pushes to the instrument as a file.
+// vireo2 screenshot and instrument-log: what a technician pulls from the
+// instrument as a file.
 #include <QFile>
 #include <QSaveFile>
 
@@ -7,6 +7,7 @@
 #include "execute_call.h"
 #include "instrument_session.h"
 #include "library_error.h"
+#include "output_path.h"
 #include "progress.h"
 #include "subcommand.h"
 #include "vireo2.h"
@@ -28,6 +29,8 @@ int runScreenshot(const Invocation& call)
     // library the command-line host does not otherwise use.
     if (!path.endsWith(QLatin1String(".bmp"), Qt::CaseInsensitive))
         return usageError(QStringLiteral("the screen comes as a BMP image: name the file *.bmp"), QStringLiteral("screenshot"));
+    if (const QString problem = checkWritable(path); !problem.isEmpty())
+        return failure(problem);
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
         return libraryFailure();
@@ -46,52 +49,6 @@ int runScreenshot(const Invocation& call)
     return ExitOk;
 }
 
-int runFirmware(const Invocation& call)
-{
-    if (call.arguments.size() != 1)
-        return usageError(QStringLiteral("firmware takes the update file"), QStringLiteral("firmware"));
-    const QString path = call.arguments.first();
-    if (const QString problem = checkArgument(path, QStringLiteral("the path")); !problem.isEmpty())
-        return failure(problem);
-    if (!QFile::exists(path))
-        return failure(QStringLiteral("no such file: %1").arg(path));
-    InstrumentSession session(call.context.quiet);
-    if (!session.connect())
-        return libraryFailure();
-    const qint64 packets = QFile(path).size() / 1000000 + 1;
-    const QString answer = executeLine(QStringLiteral("systemupdate;") + path,
-                                       QStringLiteral("Updating the firmware (%1 packets, each digested)").arg(packets),
-                                       call.context.quiet);
-    if (answer != QLatin1String("SYSTEM 0x00"))
-        return answer.isEmpty() ? libraryFailure() : failure(QStringLiteral("the update failed: %1").arg(answer));
-    const QString version = QString::fromUtf8(SendCommand("version", 3000));
-    printOut(QStringLiteral("Firmware updated: %1\n").arg(version.section(QLatin1Char(' '), -1)));
-    return ExitOk;
-}
-
-int runProfile(const Invocation& call)
-{
-    const QStringList& a = call.arguments;
-    QString line;
-    if (a.size() == 2 && a[0] == QLatin1String("store")) {
-        if (const QString problem = checkArgument(a[1], QStringLiteral("the path")); !problem.isEmpty())
-            return failure(problem);
-        line = QStringLiteral("storeprofile;") + a[1];
-    }
-    else if (a.size() == 1 && a[0] == QLatin1String("show"))
-        line = QStringLiteral("retrieveprofile");
-    else
-        return usageError(QStringLiteral("profile store FILE.pro | profile show"), QStringLiteral("profile"));
-    InstrumentSession session(call.context.quiet);
-    if (!session.connect())
-        return libraryFailure();
-    const QString answer = executeLine(line, QStringLiteral("Talking to the NetAdjuster store"), call.context.quiet);
-    if (answer.isEmpty())
-        return libraryFailure();
-    printOut(answer + QLatin1Char('\n'));
-    return ExitOk;
-}
-
 int runInstrumentLog(const Invocation& call)
 {
     if (!call.arguments.isEmpty())
@@ -104,7 +61,9 @@ int runInstrumentLog(const Invocation& call)
     if (answer.isEmpty())
         return libraryFailure();
     if (!answer.startsWith(QLatin1String("LOG 0x00 |")))
-        return failure(QStringLiteral("the instrument answered %1").arg(answer));
+        return answer == QLatin1String("RECEIVE_TIMEOUT")
+                   ? failure(QStringLiteral("the instrument did not finish sending its log within 60 s"))
+                   : replyFailure(QStringLiteral("the log could not be read"), answer);
     printOut(payloadOf(answer));
     return ExitOk;
 }
@@ -128,22 +87,6 @@ Subcommand screenshotCommand()
 {
     return make("screenshot", "FILE.bmp", "Save the instrument's screen as a BMP image",
                 "Captures the instrument's screen and writes the BMP image it delivers.", runScreenshot);
-}
-
-Subcommand firmwareCommand()
-{
-    return make("firmware", "FILE", "Update the instrument's firmware from a file",
-                "Sends FILE in packets of 1,000,000 bytes, waiting for the instrument to digest\n"
-                "each, and prints the firmware version the instrument reports afterwards.",
-                runFirmware);
-}
-
-Subcommand profileCommand()
-{
-    return make("profile", "store FILE.pro | show", "Store or show the NetAdjuster correction profile",
-                "store writes the profile pair FILE.pro and FILE.pr2 into the instrument and\n"
-                "commits it; show prints the arrays the instrument holds, one line each.",
-                runProfile);
 }
 
 Subcommand instrumentLogCommand()

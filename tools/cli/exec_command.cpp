@@ -23,6 +23,13 @@ int run(const Invocation& call)
     const QString answer = QString::fromUtf8(Execute(line.toUtf8().constData()));
     if (answer.isEmpty())
         return libraryFailure();
+    // A word the library does not know goes to the instrument; a reply with
+    // only a status carries no value, which is also how an instrument answers
+    // a command it ignores.
+    if (answer == QLatin1String("NO VALUE FOUND"))
+        return failure(QStringLiteral("the instrument answered '%1' with no value (it may not know the command); "
+                                      "'vireo2 exec sendcommand %1' shows its raw reply")
+                           .arg(line));
     printOut(answer + QLatin1Char('\n'));
     return ExitOk;
 }

@@ -19,6 +19,8 @@ QString attribute(const Attributes& attributes, const QString& key)
     return QString();
 }
 
+} // namespace
+
 // The firmware version: the last word of the instrument's answer to
 // "version get" ("VERSION 0x00 Hueron Vireo2 Plus 0.5.398"); the words before
 // it name the product, which the attributes already show as the model.
@@ -30,6 +32,8 @@ QString firmwareVersion()
         return QStringLiteral("unknown");
     return words.last();
 }
+
+namespace {
 
 QString orUnknown(const QString& value) { return value.isEmpty() ? QStringLiteral("unknown") : value; }
 } // namespace
@@ -69,6 +73,9 @@ InstrumentInfo InstrumentInfo::read(const QString& connection)
     info.calibrationStatus = GetCalStatus();
     info.aperture = text(GetOption("measurement_area"));
     info.firmware = firmwareVersion();
+    // The attributes show the correction profile's state as the library last
+    // read it; asking the instrument first keeps them in step with it.
+    GetOption("netadjuster");
     info.attributesText = text(GetMeasAttributes());
     info.attributes = parseAttributes(info.attributesText);
     info.model = orUnknown(attribute(info.attributes, QStringLiteral("Model")));

@@ -16,6 +16,10 @@ Attributes parseAttributes(const QString& text);
 // "valid", "needs calibration" or "unknown" for GetCalStatus's 0, 1, -1.
 QString calibrationText(int status);
 
+// The firmware version the connected instrument reports ("0.5.398"), or
+// "unknown".
+QString firmwareVersion();
+
 // What a connected instrument reports about itself.
 struct InstrumentInfo {
     QString connection;

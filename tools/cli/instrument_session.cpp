@@ -1,6 +1,7 @@
 #include "instrument_session.h"
 
 #include "connection_choice.h"
+#include "execute_call.h"
 #include "progress.h"
 #include "vireo2.h"
 
@@ -17,6 +18,7 @@ bool InstrumentSession::connect()
 {
     target_ = describeStoredConnection();
     attempted_ = true;
+    clearErrorCode();
     return withProgress(QStringLiteral("Connecting (%1)...").arg(target_), quiet_, [] { return Connect(); });
 }
 

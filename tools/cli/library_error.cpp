@@ -1,20 +1,14 @@
 #include "library_error.h"
 
 #include "console.h"
+#include "execute_call.h"
 #include "vireo2.h"
 
 namespace vireo2::cli {
 
 namespace {
-constexpr int kUnableToConnect = 20480;
-constexpr int kNeedsCalibration = 20489;
-constexpr int kNotConnected = 0x500C;
-constexpr int kDirtyStandardLow = 0x8C;
-constexpr int kDirtyStandardHigh = 0x8D;
-
-// Instrument statuses that mean "the calibration is not valid".
-bool isCalibrationStatus(int code) { return (code >= 0x83 && code <= 0x89) || code == 0x8E; }
-} // namespace
+bool gShowRaw = false;
+}
 
 LibraryError LibraryError::last()
 {
@@ -24,27 +18,38 @@ LibraryError LibraryError::last()
     return error;
 }
 
-QString hintFor(int code)
+void setShowRawReplies(bool show) { gShowRaw = show; }
+
+bool showRawReplies() { return gShowRaw; }
+
+int explainedFailure(const QString& what, const Explanation& explanation, const QString& raw)
 {
-    if (code == kNeedsCalibration || isCalibrationStatus(code))
-        return QStringLiteral("put the instrument on its white standard and run 'vireo2 calibrate'");
-    if (code == kDirtyStandardLow || code == kDirtyStandardHigh)
-        return QStringLiteral("clean the white standard and place the instrument squarely on it");
-    if (code == kUnableToConnect || code == kNotConnected)
-        return QStringLiteral("check the connection ('vireo2 settings'); no instrument at hand? Start a\n"
-                              "      simulator with 'vireo2 sim --port 60001' and use --tcp 127.0.0.1:60001");
-    return QString();
+    const QString sentence = what.isEmpty() ? explanation.sentence : what + QStringLiteral(": ") + explanation.sentence;
+    printErr(QStringLiteral("vireo2: %1\n").arg(sentence));
+    if (!explanation.hint.isEmpty())
+        printErr(QStringLiteral("hint: %1\n").arg(explanation.hint));
+    if (gShowRaw && !raw.isEmpty())
+        printErr(QStringLiteral("details: %1\n").arg(raw));
+    return ExitFailure;
 }
 
 int libraryFailure()
 {
     const LibraryError error = LibraryError::last();
-    const QString text = error.text.isEmpty() ? QStringLiteral("(the library recorded no reason)") : error.text;
-    printErr(QStringLiteral("error %1: %2\n").arg(error.code).arg(text));
-    const QString hint = hintFor(error.code);
-    if (!hint.isEmpty())
-        printErr(QStringLiteral("hint: %1\n").arg(hint));
-    return ExitFailure;
+    // A code of 0 means no reason was recorded for this call; whatever text
+    // is left belongs to an earlier one.
+    const QString raw = error.code == 0 ? QString() : QStringLiteral("error %1: %2").arg(error.code).arg(error.text);
+    return explainedFailure(QString(), explainError(error.code, error.text), raw);
+}
+
+int replyFailure(const QString& what, const QString& answer)
+{
+    const int status = replyStatus(answer);
+    const Explanation explanation =
+        status >= 0 ? explainStatus(status)
+                    : Explanation{QStringLiteral("the instrument answered something this program does not understand"),
+                                  QString()};
+    return explainedFailure(what, explanation, QStringLiteral("the instrument answered: %1").arg(answer));
 }
 
 } // namespace vireo2::cli

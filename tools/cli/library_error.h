@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include "error_sentences.h"
+
 namespace vireo2::cli {
 
 // The library's error record as the host reads it.
@@ -12,12 +14,22 @@ struct LibraryError {
     static LibraryError last();
 };
 
-// Prints "error <code>: <text>" from the library's error record to stderr,
-// followed by a hint for the failures a newcomer meets most; returns
+// With --verbose the raw error record and instrument replies are printed
+// beneath the plain sentence.
+void setShowRawReplies(bool show);
+bool showRawReplies();
+
+// Prints the library's error record on stderr in plain words ("vireo2:
+// <sentence>" and a hint; the raw code and text with --verbose); returns
 // ExitFailure.
 int libraryFailure();
 
-// A short suggestion for a well-known error code, or an empty text.
-QString hintFor(int code);
+// Prints "vireo2: <what>: <sentence>" for an instrument reply that carries
+// a failure status ("COLORLIBRARY 0x01"), the raw reply with --verbose;
+// returns ExitFailure.
+int replyFailure(const QString& what, const QString& answer);
+
+// Prints an explanation with its hint; the raw detail with --verbose.
+int explainedFailure(const QString& what, const Explanation& explanation, const QString& raw);
 
 } // namespace vireo2::cli

@@ -1,5 +1,7 @@
 #include "measurement.h"
 
+#include "error_sentences.h"
+#include "execute_call.h"
 #include "vireo2.h"
 #include "vireo2_colour.h"
 
@@ -18,6 +20,17 @@ QString readCondition(int set, int wavelengthCount, ConditionReading* condition)
         condition->percent.append(factorToPercent(value));
     }
     return QString();
+}
+// By the time the empty store is noticed, the status polling may have
+// replaced the error record; asking for the first spectrum once more
+// brings the instrument's reason back.
+QString whyNoSpectra()
+{
+    constexpr int kTimeoutMs = 3000;
+    clearErrorCode();
+    if (SendCommand("Meas Get Refls M0", kTimeoutMs)[0] != '\0')
+        return QStringLiteral("the readout failed, then worked when asked again; measure again");
+    return explainError(GetLastErrorCode(), QString::fromUtf8(GetLastErrorString())).sentence;
 }
 } // namespace
 
@@ -38,7 +51,7 @@ QString Measurement::readFromLibrary(int illuminantIndex)
     const int setCount = GetSpectralSetCount();
     // A readout the instrument refused leaves the store empty.
     if (setCount <= 0 || GetSpectralData(0, 0) < 0.0f)
-        return QStringLiteral("the instrument returned no spectra (is it calibrated? 'vireo2 status' tells)");
+        return QStringLiteral("the instrument returned no spectra: %1").arg(whyNoSpectra());
     for (int set = 0; set < setCount; ++set) {
         ConditionReading condition;
         const QString problem = readCondition(set, wavelengthCount, &condition);

@@ -82,6 +82,7 @@ int runProgram(const QStringList& arguments)
     if (!global.parse(arguments))
         return usageError(global.errorText());
     filterLibraryMessages(global.isSet(QStringLiteral("verbose")));
+    setShowRawReplies(global.isSet(QStringLiteral("verbose")));
     if (global.isSet(QStringLiteral("help"))) {
         printOut(programHelp());
         return ExitOk;

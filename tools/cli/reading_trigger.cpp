@@ -7,6 +7,7 @@
 #include <string>
 
 #include "console.h"
+#include "execute_call.h"
 #include "progress.h"
 #include "vireo2.h"
 
@@ -21,6 +22,7 @@ QString prefix(int number, int count)
 
 int measureNow(int number, int count, bool quiet)
 {
+    clearErrorCode(); // a failure's code is then this reading's own
     return withProgress(prefix(number, count) + QStringLiteral("Measuring..."), quiet, [] { return Measure(); }) ? 1 : -1;
 }
 

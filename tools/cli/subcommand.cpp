@@ -71,7 +71,7 @@ QCommandLineOption quietOption()
 QCommandLineOption verboseOption()
 {
     return QCommandLineOption({QStringLiteral("v"), QStringLiteral("verbose")},
-                              QStringLiteral("Show the library's debug messages."));
+                              QStringLiteral("Show the library's debug messages and the raw error records and replies."));
 }
 
 QCommandLineOption helpOption()
@@ -97,8 +97,9 @@ QString programHelp()
     text += QStringLiteral(
         "\n"
         "Without --tcp or --usb a command uses the connection stored in the library's\n"
-        "settings. Exit status: 0 success, 1 failure (the library's error code and text\n"
-        "are printed), 2 wrong command line. 'vireo2 COMMAND --help' describes a command.\n"
+        "settings. Exit status: 0 success, 1 failure (what went wrong is printed; with\n"
+        "--verbose also the library's error code and text), 2 wrong command line.\n"
+        "'vireo2 COMMAND --help' describes a command.\n"
         "\n"
         "First steps with the simulator:\n"
         "  vireo2 sim --port 60001 &\n"
