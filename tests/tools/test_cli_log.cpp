@@ -9,14 +9,15 @@ namespace {
 
 class LogTest : public CliTest {
 protected:
-    // A connection that fails: exit status 1, the library's error, and an
-    // error line in the log.
+    // A connection that fails: exit status 1, the reason in plain words, and
+    // an error line in the log.
     void failToConnect()
     {
         const ProgramResult result = run("--tcp " + QString::fromLatin1(closedAddress()) + " status");
         ASSERT_EQ(result.exitCode, 1);
         EXPECT_TRUE(result.err.contains("Connecting (TCP 127.0.0.1:")) << result.err.toStdString();
-        EXPECT_TRUE(result.err.contains("error 20480: Unable to connect to Vireo2 - "));
+        EXPECT_TRUE(result.err.contains("vireo2: ")) << result.err.toStdString();
+        EXPECT_TRUE(result.err.contains("nothing answers at the instrument's address")) << result.err.toStdString();
         EXPECT_TRUE(result.out.isEmpty());
     }
 
