@@ -1,7 +1,5 @@
 #include "commands/command_dispatcher.h"
 
-#include <array>
-
 #include "commands/command_context.h"
 #include "commands/command_error.h"
 #include "commands/command_handlers.h"
@@ -10,93 +8,6 @@
 
 namespace vireo2 {
 namespace {
-
-// Handlers by command identifier; null entries ("test", "scanset") pass the
-// line to the instrument as it stands.
-const std::array<CommandHandler, kCommandCount>& handlerTable()
-{
-    static const std::array<CommandHandler, kCommandCount> table = {{
-        nullptr,                   // 0 test
-        getSignature,              // 1
-        setNetAdjusterMode,        // 2
-        enableNetAdjuster,         // 3
-        storeProfile,              // 4
-        libraryClear,              // 5
-        addLibrary,                // 6
-        getLibrary,                // 7
-        getLibraryJson,            // 8
-        backupOrRestore,           // 9 backup
-        backupOrRestore,           // 10 restore
-        userProfileGet,            // 11
-        screenBitmap,              // 12
-        startLongOperation,        // 13
-        getProgress,               // 14
-        abortLongOperation,        // 15
-        nullptr,                   // 16 scanset
-        scanConfig,                // 17
-        scanStart,                 // 18
-        scanGetStatus,             // 19
-        scanAbort,                 // 20
-        scanGetCount,              // 21
-        scanGetData,               // 22
-        scanPosition,              // 23
-        scanFile,                  // 24
-        multiStripConfig,          // 25
-        scanIsSupported,           // 26
-        retrieveProfile,           // 27
-        autoScanPaper,             // 28
-        autoScanConfig,            // 29
-        autoScanUnusedPatches,     // 30
-        autoScanStart,             // 31
-        autoScanSheetLength,       // 32
-        autoScanPatchOffset,       // 33
-        autoScanSheetEdge,         // 34
-        batteryState,              // 35
-        editLibrary,               // 36
-        userProfileSet,            // 37
-        tetherConfigure,           // 38
-        toolGoto,                  // 39
-        getButtonsTriggered,       // 40
-        systemUpdate,              // 41
-        goHome,                    // 42
-        tr3Command,                // 43
-        charging,                  // 44
-        sendCommand,               // 45
-        addJobTemplate,            // 46
-        editJobTemplate,           // 47
-        getJobTemplate,            // 48
-        removeJobTemplate,         // 49
-        getJobTemplateList,        // 50
-        addTool,                   // 51
-        getTool,                   // 52
-        removeTool,                // 53
-        getToolList,               // 54
-        addChromexPalette,         // 55
-        removePaletteChromex,      // 56
-        addChromexPaletteList,     // 57
-        getChromexPaletteList,     // 58
-        getLog,                    // 59
-        digitalLoupeList,          // 60
-        setSpotMeasurementConfig,  // 61
-        addWifiConfiguration,      // 62
-        removeWifiConfiguration,   // 63
-        getWifiAddress,            // 64
-        getConfigList,             // 65
-        calStatusGet,              // 66
-        clockGet,                  // 67
-        clockSet,                  // 68
-        instrumentGet,             // 69
-        instrumentSet,             // 70
-        isM0M1Compliant,           // 71
-        serialNumGet,              // 72
-        menuGo,                    // 73
-        userProfileSelect,         // 74
-        measGet,                   // 75
-        scanGet,                   // 76
-        taskListPaper,             // 77
-    }};
-    return table;
-}
 
 QString faultText(qint32 code)
 {
@@ -109,10 +20,7 @@ QString faultText(qint32 code)
 
 } // namespace
 
-CommandDispatcher::CommandDispatcher(CommandHost& host, const QMap<QString, qint32>& commandIds)
-    : host_(host), commandIds_(commandIds)
-{
-}
+CommandDispatcher::CommandDispatcher(CommandHost& host) : host_(host) {}
 
 QString CommandDispatcher::execute(const QString& text)
 {
@@ -165,7 +73,7 @@ CommandAnswer CommandDispatcher::run(const QString& text)
     context.port = host_.lockPort();
     if (!context.port->held())
         return QString();
-    CommandAnswer result = runHandler(identifierOf(line), context);
+    CommandAnswer result = runHandler(findCommand(line), context);
     closeMenu(context);
     return result;
 }
@@ -184,25 +92,14 @@ QString CommandDispatcher::setModel(const CommandLine& line)
     return QStringLiteral("<00>");
 }
 
-// Unknown words give 0 (pass-through); a glued two-word key wins.
-qint32 CommandDispatcher::identifierOf(const CommandLine& line) const
+// Unknown words and rows without a handler go to the instrument as typed.
+CommandAnswer CommandDispatcher::runHandler(const Command* command, CommandContext& context)
 {
-    const auto glued = commandIds_.constFind(line.gluedKey());
-    if (line.size() >= 2 && glued != commandIds_.constEnd())
-        return *glued;
-    return commandIds_.value(line.commandWord(), 0);
-}
-
-CommandAnswer CommandDispatcher::runHandler(qint32 id, CommandContext& context)
-{
-    if (id < 0 || id >= kCommandCount)
-        id = 0;
-    const CommandHandler handler = handlerTable()[id];
-    if (!handler)
+    if (!command || !command->handler)
         return CommandAnswer::fromUtf8(context.passThroughBytes(context.line.text()));
-    if (!context.line.hasRequiredWords(commandTable()[id].requiredWords))
+    if (!context.line.hasRequiredWords(command->requiredWords))
         throw ArgumentFault{kMissingArguments};
-    return handler(context);
+    return command->handler(context);
 }
 
 // A handler that opened a menu on the instrument leaves it closed again;

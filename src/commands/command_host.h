@@ -59,7 +59,8 @@ public:
 
     // The most recent long operation, null before the first one.
     virtual LongOperation* longOperation() = 0;
-    virtual void startLongOperation(int operation, const QStringList& words) = 0;
+    // Starts the long operation `words` name (name, then its arguments).
+    virtual void startLongOperation(bool needsFile, const QStringList& words) = 0;
 
     // Chooses the model ("setmodel") and re-runs the device's initialisation.
     virtual void setModel(bool trackAttached, bool trackModel) = 0;

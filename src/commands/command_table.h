@@ -1,25 +1,34 @@
 #pragma once
 
-#include <QMap>
 #include <QString>
-#include <array>
+
+#include "commands/command_handlers.h"
 
 namespace vireo2 {
 
-constexpr int kCommandCount = 78;
+class CommandLine;
 
-struct CommandWord {
-    const char* word;   // lower-case command word accepted by Execute
-    int requiredWords;  // words needed, the command word included
+// Command flags.
+enum : unsigned {
+    // "start;WORD;..." may run it as a long operation on the worker thread.
+    kLongOperation = 1u << 0,
+    // As a long operation it needs a file argument.
+    kNeedsFile = 1u << 1,
 };
 
-// The command words of Execute in identifier order.
-const std::array<CommandWord, kCommandCount>& commandTable();
+// One Execute command.
+struct Command {
+    const char* word;        // lower-case command word
+    int requiredWords;       // words needed, the command word included
+    CommandHandler handler;  // null: the line is passed to the instrument
+    unsigned flags;
+};
 
-// Long operations run by "start", in operation-number order.
-const std::array<const char*, 3>& longOperations();
+// The command a line names (a glued two-word key wins); null for a word the
+// library does not know, which goes to the instrument as it stands.
+const Command* findCommand(const CommandLine& line);
 
-// Word-to-identifier map the device keeps for dispatch.
-QMap<QString, qint32> commandMap();
+// The command named `word` (any case) when "start" may run it, else null.
+const Command* findLongOperation(const QString& word);
 
 } // namespace vireo2

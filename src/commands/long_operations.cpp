@@ -16,17 +16,6 @@ constexpr int kPollMs = 10;
 constexpr int kAbortPolls = 200;
 constexpr int kSettlePolls = 25;
 
-// Position of `name` (ignoring case) in the long-operation list, or -1.
-int operationNumber(const QString& name)
-{
-    const auto& operations = longOperations();
-    for (int i = 0; i < int(operations.size()); ++i) {
-        if (name.compare(QLatin1String(operations[i]), Qt::CaseInsensitive) == 0)
-            return i;
-    }
-    return -1;
-}
-
 } // namespace
 
 QString progressAnswer(CommandHost& host)
@@ -66,13 +55,13 @@ bool longOperationSettles(CommandHost& host)
 QString startLongOperation(CommandContext& context)
 {
     const QStringList words = context.line.text().split(QLatin1Char(';'));
-    const int operation = words.size() >= 2 && !words.at(1).isEmpty() ? operationNumber(words.at(1)) : -1;
-    if (operation < 0)
+    const Command* operation = words.size() >= 2 && !words.at(1).isEmpty() ? findLongOperation(words.at(1)) : nullptr;
+    if (!operation)
         throw ArgumentFault{kInvalidArgument};
     // The worker takes the lock itself for the whole operation; it gets the
     // operation's name and argument.
     context.port->release();
-    context.host.startLongOperation(operation, words.mid(1));
+    context.host.startLongOperation(operation->flags & kNeedsFile, words.mid(1));
     return QStringLiteral("<00>");
 }
 

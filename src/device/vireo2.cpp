@@ -1,7 +1,6 @@
 #include "device/vireo2.h"
 #include "threading/locks.h"
 
-#include "commands/command_table.h"
 #include "device/worker_thread.h"
 #include "scanning/scan_host.h"
 #include "scanning/vireo2_scanning.h"
@@ -23,8 +22,7 @@ private:
 
 Vireo2::Vireo2()
     : settings_(DeviceSettings::load(QStringLiteral("Vireo2"))),
-      scanning_(std::make_shared<Vireo2Scanning>()),
-      commandIds_(commandMap())
+      scanning_(std::make_shared<Vireo2Scanning>())
 {
     wavelengthCount_ = 31;
     scanHost_ = std::make_unique<DeviceScanHost>(*this);

@@ -161,7 +161,6 @@ protected:
 
     DeviceSettings settings_;
     std::shared_ptr<Vireo2Scanning> scanning_;
-    QMap<QString, qint32> commandIds_;
 
     // Connection state
     bool instrumentPresent_ = true;

@@ -91,10 +91,10 @@ LongOperation* Vireo2CommandHost::longOperation()
 }
 
 // The previous worker is kept (finished or not) until the device goes.
-void Vireo2CommandHost::startLongOperation(int operation, const QStringList& words)
+void Vireo2CommandHost::startLongOperation(bool needsFile, const QStringList& words)
 {
     MutexLocker lock(&device_.workerMutex_);
-    device_.workers_.push_back(std::make_unique<WorkerThread>(&device_, operation, words));
+    device_.workers_.push_back(std::make_unique<WorkerThread>(&device_, needsFile, words));
     device_.workerThread_ = device_.workers_.back().get();
     device_.workerThread_->start(QThread::InheritPriority);
 }

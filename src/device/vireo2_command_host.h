@@ -24,7 +24,7 @@ public:
     std::unique_ptr<PortHold> lockPort() override;
 
     LongOperation* longOperation() override;
-    void startLongOperation(int operation, const QStringList& words) override;
+    void startLongOperation(bool needsFile, const QStringList& words) override;
 
     void setModel(bool trackAttached, bool trackModel) override;
     bool isM0M1Compliant() const override;

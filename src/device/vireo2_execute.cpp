@@ -8,13 +8,13 @@ namespace vireo2 {
 QString Vireo2::Execute(const QString& commandLine)
 {
     Vireo2CommandHost host(*this);
-    return CommandDispatcher(host, commandIds_).execute(commandLine);
+    return CommandDispatcher(host).execute(commandLine);
 }
 
 QByteArray Vireo2::executeUtf8(const QString& commandLine)
 {
     Vireo2CommandHost host(*this);
-    return CommandDispatcher(host, commandIds_).answer(commandLine).utf8();
+    return CommandDispatcher(host).answer(commandLine).utf8();
 }
 
 } // namespace vireo2

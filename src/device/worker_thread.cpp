@@ -5,14 +5,14 @@
 
 namespace vireo2 {
 
-WorkerThread::WorkerThread(Nerva* device, int operation, const QStringList& arguments)
-    : device_(device), operation_(operation), arguments_(arguments)
+WorkerThread::WorkerThread(Nerva* device, bool needsFile, const QStringList& arguments)
+    : device_(device), needsFile_(needsFile), arguments_(arguments)
 {
 }
 
-// Runs the long operation under the operation lock. Operations 1 (backup)
-// and 2 (restore) need a file argument; this instrument offers neither, so
-// they end as failed (-1), as does any other operation.
+// Runs the long operation under the operation lock. Backup and restore need
+// a file argument; this instrument offers neither, so they end as failed
+// (-1), as does any other operation.
 void WorkerThread::run()
 {
     RecursiveMutex* lock = device_->operationMutex();
@@ -23,7 +23,7 @@ void WorkerThread::run()
     }
     progress_ = 0.0;
     bool succeeded = false;
-    if ((operation_ == 1 || operation_ == 2) && arguments_.size() >= 2 && arguments_.at(1).isEmpty())
+    if (needsFile_ && arguments_.size() >= 2 && arguments_.at(1).isEmpty())
         device_->log()->LogErrorOnly(20502, QStringLiteral("FAILED execute: Missing Arguments"));
     progress_ = succeeded ? 100.0 : -1.0;
     lock->unlock();

@@ -16,7 +16,7 @@ class Nerva;
 class WorkerThread : public QThread, public LongOperation {
     Q_OBJECT
 public:
-    WorkerThread(Nerva* device, int operation, const QStringList& arguments);
+    WorkerThread(Nerva* device, bool needsFile, const QStringList& arguments);
 
     double progress() const override { return progress_; }
     bool running() const override { return isRunning(); }
@@ -29,7 +29,7 @@ protected:
 
 private:
     Nerva* device_;
-    int operation_;
+    bool needsFile_;
     QStringList arguments_;
     std::atomic<double> progress_{0.0};
     std::atomic<bool> abortRequested_{false};
