@@ -7,6 +7,7 @@
 #include "commands/command_context.h"
 #include "commands/command_error.h"
 #include "commands/command_handlers.h"
+#include "scanning/tr3_commands.h"
 #include "scanning/vireo2_scanning.h"
 #include "settings/log_helper.h"
 
@@ -138,7 +139,7 @@ QString tr3Command(CommandContext& context)
 QString charging(CommandContext& context)
 {
     const bool on = context.line.word(1).toLower() == QLatin1String("on");
-    return context.host.scanning().passThrough(on ? QStringLiteral("01BC") : QStringLiteral("00BC"));
+    return context.host.scanning().passThrough(QLatin1String(on ? tr3::kChargingOn : tr3::kChargingOff));
 }
 
 // "autoscanpaper L A B": the paper's colour, used instead of the one taken

@@ -2,6 +2,7 @@
 
 #include <QElapsedTimer>
 
+#include "scanning/tr3_commands.h"
 #include "settings/log_helper.h"
 #include "transport/bcp_packet.h"
 #include "transport/ethernet_transport.h"
@@ -12,8 +13,11 @@ namespace {
 // The two position polls whose unchanged replies are not logged again.
 bool isFilteredPoll(const QString& command)
 {
-    return command == QLatin1String("QM") || command == QLatin1String("LS");
+    return command == QLatin1String(tr3::kPollQM) || command == QLatin1String(tr3::kPollLS);
 }
+
+// Each logged exchange shows its time against this budget (ms).
+constexpr int kLoggedBudgetMs = 5000;
 
 } // namespace
 
@@ -26,37 +30,32 @@ Tr3Link::~Tr3Link()
 
 bool Tr3Link::open(const QString& address)
 {
-    close();
     address_ = address;
-    transport_ = std::make_unique<CEthernet>();
-    // The follow-up read of a data reply must end after its own 100 ms.
-    transport_->setReadBoundedByTimeout(true);
-    if (!transport_->OpenPort(address.toLatin1())) {
-        log_.LogErrorOnly(transport_->GetErrorCode(),
-                          QStringLiteral("Unable to connect to TR3 - %1").arg(transport_->GetErrorMessage()));
-        transport_.reset();
+    if (!connectTransport(QStringLiteral("Unable to connect to TR3 - ")))
         return false;
-    }
-    QByteArray greeting;
-    transport_->Receive(greeting, kGreetingReadMs);
     lastPollReply_.clear();
     return true;
 }
 
 bool Tr3Link::reopen()
 {
-    const QString address = address_;
+    return connectTransport(QString());
+}
+
+bool Tr3Link::connectTransport(const QString& failurePrefix)
+{
     close();
-    address_ = address;
     transport_ = std::make_unique<CEthernet>();
+    // The follow-up read of a data reply must end after its own 100 ms.
     transport_->setReadBoundedByTimeout(true);
-    if (!transport_->OpenPort(address.toLatin1())) {
-        log_.LogErrorOnly(transport_->GetErrorCode(), transport_->GetErrorMessage());
+    if (!transport_->OpenPort(address_.toLatin1())) {
+        log_.LogErrorOnly(transport_->GetErrorCode(), failurePrefix + transport_->GetErrorMessage());
         transport_.reset();
         return false;
     }
-    QByteArray pending;
-    transport_->Receive(pending, kGreetingReadMs);
+    // The track greets a new connection; the greeting is no reply.
+    QByteArray greeting;
+    transport_->Receive(greeting, kGreetingReadMs);
     return true;
 }
 
@@ -118,7 +117,8 @@ qint32 Tr3Link::exchange(const QString& command, QByteArray& reply)
     log_.setElapsed(elapsedMs);
     if (isFilteredPoll(command) && repeatedPoll(command, reply))
         return status;
-    if (status != 0 && command != QLatin1String("01xm")) {
+    // A halt of a head that has already stopped may be refused: no error.
+    if (status != 0 && command != QLatin1String(tr3::kHalt)) {
         logExchange(true, command, reply, elapsedMs);
         return status;
     }
@@ -166,9 +166,9 @@ void Tr3Link::appendFollowUp(QByteArray& reply, const QByteArray& bytes)
 
 void Tr3Link::logExchange(bool error, const QString& command, const QByteArray& reply, quint32 elapsedMs)
 {
-    const QString text = error ? QStringLiteral("%1/5000 - **ERROR** - TR3SEND:%2 - TR3RECV:%3")
-                               : QStringLiteral("%1/5000 - TR3SEND:%2 - TR3RECV:%3");
-    log_.WriteLine(text.arg(elapsedMs).arg(command, QString::fromLatin1(reply)));
+    const QString text = error ? QStringLiteral("%1/%2 - **ERROR** - TR3SEND:%3 - TR3RECV:%4")
+                               : QStringLiteral("%1/%2 - TR3SEND:%3 - TR3RECV:%4");
+    log_.WriteLine(text.arg(elapsedMs).arg(kLoggedBudgetMs).arg(command, QString::fromLatin1(reply)));
 }
 
 } // namespace vireo2

@@ -46,6 +46,9 @@ public:
     static bool parseStatus(const QByteArray& reply, qint32* status);
 
 private:
+    // Opens the transport on address_ and drops the greeting; a failure is
+    // recorded with the transport's code and `failurePrefix` + its text.
+    bool connectTransport(const QString& failurePrefix);
     qint32 failed(const QString& command, const QByteArray& reply);
     bool repeatedPoll(const QString& command, const QByteArray& reply);
     void appendFollowUp(QByteArray& reply, const QByteArray& bytes);

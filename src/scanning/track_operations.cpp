@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "scanning/scan_host.h"
+#include "scanning/tr3_commands.h"
 #include "scanning/tr3_link.h"
 #include "scanning/vireo2_scanning.h"
 #include "settings/log_helper.h"
@@ -14,6 +15,8 @@ namespace {
 constexpr double kMinimumWidth = 2.99;
 constexpr double kMaximumWidth = 20.01;
 constexpr double kMovingSpeed = 4.0;  // mm/s; slower counts as standing
+// Before the traverse starts; after it, the head settles kSettleMs.
+constexpr int kStartDelayMs = 100;
 constexpr int kSettleMs = 250;
 constexpr int kDrainReadMs = 100;
 
@@ -31,16 +34,17 @@ QString notConnectedText()
 
 bool Vireo2Scanning::stop()
 {
-    if (state_ == kScanning)
+    // A scan that ends on its own sets its final state after this stop.
+    if (state_ == kScanning && !ending_)
         state_ = kStopped;
     if (linkUp_ && link_ && link_->transportOpen()) {
         QByteArray reply;
-        exchange(QStringLiteral("01pk"), reply);
+        exchange(QLatin1String(tr3::kParkSensor), reply);
         atHome_ = reply == "1";
         if (!atHome_) {
             if (headMoving())
-                exchange(QStringLiteral("01xm"), reply);
-            exchange(QStringLiteral("07xm"), reply);
+                exchange(QLatin1String(tr3::kHalt), reply);
+            exchange(QLatin1String(tr3::kReturnHome), reply);
         }
     }
     scanRequested_ = false;
@@ -57,15 +61,16 @@ bool Vireo2Scanning::home()
     for (int poll = 0; poll < kHomePolls; ++poll) {
         QThread::msleep(kHomePollMs);
         QByteArray reply;
-        if (exchange(QStringLiteral("01pk"), reply) != 0) {
+        if (exchange(QLatin1String(tr3::kParkSensor), reply) != 0) {
             log().LogErrorOnly(kErrorHeadPosition, QStringLiteral("Unable to retrieve read head position."));
             return false;
         }
         if (reply.trimmed().toInt() == 1)
             return true;
     }
+    // The error code is the state's own number.
     state_ = kHeadNotHome;
-    log().LogErrorOnly(7, QStringLiteral("Read head did not reach Home within 30 seconds."));
+    log().LogErrorOnly(kHeadNotHome, QStringLiteral("Read head did not reach Home within 30 seconds."));
     return true;
 }
 
@@ -74,7 +79,7 @@ bool Vireo2Scanning::headMoving()
     if (!linkUp_)
         return false;
     QByteArray reply;
-    if (exchange(QStringLiteral("xp"), reply) != 0) {
+    if (exchange(QLatin1String(tr3::kPosition), reply) != 0) {
         fail();
         return false;
     }
@@ -101,16 +106,16 @@ bool Vireo2Scanning::readReferences()
 {
     double a = 0.0, b = 0.0, c = 0.0, d = 0.0;
     QByteArray reply;
-    if (!referenceReply(QStringLiteral("04ps"), &a, &b, reply))
+    if (!referenceReply(QLatin1String(tr3::kStartReferences), &a, &b, reply))
         return false;
     if (a >= b) {
-        log().LogErrorOnly(kErrorData, QStringLiteral("Invalid data from TR3: 04ps = %1").arg(QString::fromLatin1(reply)));
+        log().LogErrorOnly(kErrorData, QStringLiteral("Invalid data from TR3: %1 = %2").arg(QLatin1String(tr3::kStartReferences), QString::fromLatin1(reply)));
         return false;
     }
-    if (!referenceReply(QStringLiteral("14ps"), &c, &d, reply))
+    if (!referenceReply(QLatin1String(tr3::kStopReferences), &c, &d, reply))
         return false;
     if (!(b < c && c < d)) {
-        log().LogErrorOnly(kErrorData, QStringLiteral("Invalid data from TR3: 14ps = %1").arg(QString::fromLatin1(reply)));
+        log().LogErrorOnly(kErrorData, QStringLiteral("Invalid data from TR3: %1 = %2").arg(QLatin1String(tr3::kStopReferences), QString::fromLatin1(reply)));
         return false;
     }
     refA_ = a;
@@ -160,7 +165,6 @@ bool Vireo2Scanning::prepareTrackScan(const QStringList& words)
         log().LogErrorOnly(kErrorHeadPosition, notConnectedText());
         return false;
     }
-    scanInProgress_ = true;
     sheetNumber_ = words.size() > 1 ? words.at(1).toInt() : 0;
     scanRequested_ = false;
     if (!link_->transportOpen() && !link_->reopen()) {
@@ -175,7 +179,7 @@ bool Vireo2Scanning::prepareTrackScan(const QStringList& words)
 void Vireo2Scanning::readTraverseLength()
 {
     QByteArray reply;
-    if (exchange(QStringLiteral("xp"), reply) != 0)
+    if (exchange(QLatin1String(tr3::kPosition), reply) != 0)
         return;
     const QStringList fields = QString::fromLatin1(reply).split(QStringLiteral(", "), Qt::SkipEmptyParts);
     bool ok = false;
@@ -186,11 +190,11 @@ void Vireo2Scanning::readTraverseLength()
 
 bool Vireo2Scanning::startTraverse()
 {
-    QThread::msleep(startDelayMs_);
+    QThread::msleep(kStartDelayMs);
     QByteArray reply;
-    if (exchange(QStringLiteral("00001ps"), reply) != 0)
+    if (exchange(QLatin1String(tr3::kZeroClock), reply) != 0)
         return false;
-    const QString move = QString::asprintf("%.2f,%.2f24xm", trackSpeed_, std::min(traverseLength_, kMaximumTraverse));
+    const QString move = tr3::traverse(trackSpeed_, std::min(traverseLength_, kMaximumTraverse));
     if (exchange(move, reply) != 0) {
         fail();
         return false;
