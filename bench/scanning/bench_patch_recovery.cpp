@@ -109,7 +109,7 @@ Outcome recover(const sim::SheetModel& sheet, double width, double speed, const 
 {
     Outcome outcome;
     ScanRecordList records = raw;
-    prepareRecords(records, motion, 1.0);
+    prepareRecords(records, motion);
     std::array<double, 3> paper{};
     paperFromMargin(records, &paper);
     fillDeltaE(records, paper);

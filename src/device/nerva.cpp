@@ -10,8 +10,7 @@ namespace vireo2 {
 
 Nerva::Nerva()
     : operationMutex_(std::make_unique<RecursiveMutex>()),
-      log_(std::make_shared<LogHelper>()),
-      record_(std::make_shared<DeviceRecord>())
+      log_(std::make_shared<LogHelper>())
 {
 }
 

@@ -19,10 +19,6 @@ class WorkerThread;
 // How long locked operations wait for the operation lock.
 constexpr int kOperationLockTimeoutMs = 10000;
 
-// Auxiliary shared record of the device; kept for the family interface.
-struct DeviceRecord {
-};
-
 // The abstract instrument. Its virtual operations are the whole device
 // interface behind the C exports, each with a harmless default, so that a
 // concrete instrument overrides only what it supports. The declaration order
@@ -155,7 +151,6 @@ protected:
     StatusThread* statusThread_ = nullptr;
     WorkerThread* workerThread_ = nullptr;
     std::shared_ptr<LogHelper> log_;
-    std::shared_ptr<DeviceRecord> record_;
     // model, firmware, serial, and a fourth identity text
     GuardedText identity_[4] = {QStringLiteral("NA"), QStringLiteral("NA"), QStringLiteral("NA"),
                                 QStringLiteral("NA")};

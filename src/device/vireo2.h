@@ -206,8 +206,6 @@ protected:
     QMap<QString, QByteArray> lastPolledReply_;
 
     // Instrument-mode scanning
-    qint32 expectedPatchCount_ = 0;
-    double patchWidth_ = 0.0;
     std::atomic<qint32> scanResultCode_{0};
     std::atomic<bool> scanAborted_{false};
     std::atomic<bool> scanDataRead_{false};

@@ -73,8 +73,7 @@ int Vireo2::ScanConfig(int patchCount, float patchWidthMm)
     PortLock lock(*this);
     if (lock.failed())
         return 0;
-    expectedPatchCount_ = patchCount;
-    patchWidth_ = patchWidthMm;
+    scanning_->setLayout(patchCount, patchWidthMm);
     if (!IsConnected())
         return 0;
     const QByteArray command = "tethered configure 0 ! |" + scanScreen(double(patchWidthMm));
@@ -107,10 +106,12 @@ int Vireo2::ScanStart()
         return 0;
     if (Transact(QStringLiteral("video targeting on"), reply, kScreenTimeoutMs) != 0)
         result = 0;
-    if (expectedPatchCount_ > 0 && patchWidth_ > 0.0) {
+    const int patchCount = scanning_->expectedPatchCount();
+    const double patchWidth = scanning_->patchWidth();
+    if (patchCount > 0 && patchWidth > 0.0) {
         if (!IsConnected())
             return 0;
-        result = ScanConfig(expectedPatchCount_, float(patchWidth_));
+        result = ScanConfig(patchCount, float(patchWidth));
     }
     return result;
 }
@@ -153,7 +154,8 @@ int Vireo2::ScanGetCount()
         return scanning_->patchCount();
     MutexLocker lock(&scannedMutex_);
     const int stored = scannedPatches_.size();
-    return expectedPatchCount_ >= 1 ? qMin(stored, int(expectedPatchCount_)) : stored;
+    const int expected = scanning_->expectedPatchCount();
+    return expected >= 1 ? qMin(stored, expected) : stored;
 }
 
 QString Vireo2::ScanGetData(int patchIndex, int dataSet)

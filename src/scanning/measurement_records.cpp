@@ -16,8 +16,6 @@ namespace {
 
 // Record colour: data set 0 under D50, 2° observer.
 constexpr int kD50Observer2 = 4;
-constexpr double kSkipMm = 15.0;
-constexpr double kSteady = 3.0;
 constexpr int kPaperRun = 3;
 constexpr int kPaperSamples = 10;
 constexpr double kPaperSearchMm = 20.0;
@@ -50,7 +48,7 @@ void fillRipple(ScanRecordList& records)
 bool paperFromMargin(const ScanRecordList& records, std::array<double, 3>* paper)
 {
     size_t i = 0;
-    while (i < records.size() && records[i][ScanRecord::kPosition] < kSkipMm)
+    while (i < records.size() && records[i][ScanRecord::kPosition] < PatchBuilder::kSkipMm)
         ++i;
     while (i < records.size() && PatchBuilder::isTrack(records[i]))
         ++i;
@@ -62,7 +60,7 @@ bool paperFromMargin(const ScanRecordList& records, std::array<double, 3>* paper
     for (size_t start = i; start < records.size() && records[start][ScanRecord::kPosition] < limit; ++start) {
         size_t count = 0;
         while (start + count < records.size() && count < kPaperSamples &&
-               records[start + count][ScanRecord::kRipple] <= kSteady)
+               records[start + count][ScanRecord::kRipple] <= PatchBuilder::kSteady)
             ++count;
         if (count >= kPaperRun && records[start][ScanRecord::kL] > bestL + 1.0) {
             bestL = records[start][ScanRecord::kL];
@@ -83,10 +81,10 @@ bool paperFromMargin(const ScanRecordList& records, std::array<double, 3>* paper
     return true;
 }
 
-void prepareRecords(ScanRecordList& records, const MotionProfile& motion, double scale)
+void prepareRecords(ScanRecordList& records, const MotionProfile& motion)
 {
     for (ScanRecord& record : records) {
-        record[ScanRecord::kPosition] = motion.position(record[ScanRecord::kTimeStamp]) * scale;
+        record[ScanRecord::kPosition] = motion.position(record[ScanRecord::kTimeStamp]);
         const colour::Triple lab = colour::SpectrumToLab(record.spectrum(0), kD50Observer2, false);
         record[ScanRecord::kL] = lab[0];
         record[ScanRecord::kA] = lab[1];
@@ -103,7 +101,7 @@ void fillDeltaE(ScanRecordList& records, const std::array<double, 3>& paper)
 
 void Vireo2Scanning::prepareMeasurements(ScanRecordList& records)
 {
-    prepareRecords(records, motion_, scale_);
+    prepareRecords(records, motion_);
     std::array<double, 3> paper{};
     if (!paperReferenceSet_ && paperFromMargin(records, &paper))
         paperLab_ = paper;
@@ -145,11 +143,7 @@ bool Vireo2Scanning::concludeBuild(const ScanRecordList& records)
     }
     if (log().scanDebug())
         saveStripFiles(false);
-    state_ = kDataReady;
-    if (host_)
-        host_->scanAbort();
-    state_ = kDataReady;
-    log().WriteLine(QStringLiteral("Patch Data Ready"));
+    announcePatches();
     return true;
 }
 

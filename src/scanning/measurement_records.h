@@ -8,9 +8,9 @@
 namespace vireo2 {
 
 // Streamed readings (time stamp and spectra) become measurement records:
-// Position from the motion profile (times `scale`), L*a*b* of data set 0
+// Position from the motion profile, L*a*b* of data set 0
 // under D50/2°, and Ripple, the colour change to both neighbours.
-void prepareRecords(ScanRecordList& records, const MotionProfile& motion, double scale);
+void prepareRecords(ScanRecordList& records, const MotionProfile& motion);
 
 // The paper's colour from the sheet's near margin: past the first 15 mm and
 // the bare track, the brightest run of at least three steady readings within

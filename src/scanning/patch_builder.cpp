@@ -13,10 +13,8 @@ constexpr double kTrackSpectrum[ScanRecord::kWavelengthCount] = {
     1.37, 1.38, 1.37, 1.38, 1.38, 1.38, 1.37, 1.38, 1.37, 1.39, 1.39, 1.39, 1.39, 1.39, 1.39};
 constexpr int kTrackFirstBand = 3;  // 430 nm
 constexpr double kTrackTolerance = 5.0;
-constexpr double kSkipMm = 15.0;
 constexpr double kPaperWindowMm = 5.0;
 constexpr double kFirstPatchWindow = 0.75;  // patch widths
-constexpr double kSteady = 3.0;
 constexpr double kBoundary = 15.0;
 constexpr double kNoRipple = 1000.0;
 

@@ -15,6 +15,11 @@ namespace vireo2 {
 // patches that stand out clearly from the previous one.
 class PatchBuilder {
 public:
+    // Readings before this position (mm) are the head getting under way.
+    static constexpr double kSkipMm = 15.0;
+    // A reading with Ripple up to this is steady: no boundary under it.
+    static constexpr double kSteady = 3.0;
+
     struct Input {
         int expectedCount = 0;
         double patchWidth = 0.0;

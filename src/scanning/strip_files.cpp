@@ -19,7 +19,11 @@ constexpr qint32 kErrorFile = 0x5019;
 const char kColumnLine[] =
     ",(M0)400,410,420,430,440,450,460,470,480,490,500,510,520,530,540,550,560,570,580,590,600,610,620,630,640,650,"
     "660,670,680,690,700, ,L*,a*,b*,dE*,Ripple,Position,Sync,Delta";
+// The header: patch count, patch width, margin, track speed, paper L*a*b*,
+// the four references, and the position scale (always 1: positions are mm).
+// Reading one back restores the count, width, paper and references.
 constexpr int kHeaderFields = 12;
+constexpr double kPositionScale = 1.0;
 constexpr int kBlockFields = 8;  // L*, a*, b*, dE*, Ripple, Position, Sync, Delta
 constexpr qint64 kLongestLine = 64 * 1024;
 
@@ -101,10 +105,8 @@ bool parseRecord(const QString& line, ScanRecord* record, int* sets)
 
 QString Vireo2Scanning::stripFilePath(bool measurementFile) const
 {
-    QString directory = log().logFilePath();
-    directory.remove(QStringLiteral("spectro.log"));
     return QStringLiteral("%1%2%3.csv")
-        .arg(directory)
+        .arg(log().logFolder())
         .arg(sheetNumber_, 3, 10, QLatin1Char('0'))
         .arg(measurementFile ? QString() : QStringLiteral("p"));
 }
@@ -133,7 +135,7 @@ bool Vireo2Scanning::saveStripDataToFile(const QString& path, const ScanRecordLi
                .arg(expectedPatchCount_)
                .arg(QString::number(patchWidth_), fixed(kMargin, 1), fixed(trackSpeed_, 2), fixed(paperLab_[0], 2),
                     fixed(paperLab_[1], 2), fixed(paperLab_[2], 2), fixed(refA_, 1), fixed(refB_, 1))
-               .arg(fixed(refC_, 1), fixed(refD_, 1), fixed(scale_, 1))
+               .arg(fixed(refC_, 1), fixed(refD_, 1), fixed(kPositionScale, 1))
         << '\n'
         << kColumnLine << '\n';
     if (records.size() > 400)
@@ -241,10 +243,8 @@ bool Vireo2Scanning::loadStripDataFromFile(const QString& path, ScanRecordList* 
 
 QString Vireo2Scanning::replayScanFile(const QString& name)
 {
-    QString directory = log().logFilePath();
-    directory.remove(QStringLiteral("spectro.log"));
     ScanRecordList records;
-    if (!loadStripDataFromFile(directory + (name.isEmpty() ? QStringLiteral("000.csv") : name), &records))
+    if (!loadStripDataFromFile(log().logFolder() + (name.isEmpty() ? QStringLiteral("000.csv") : name), &records))
         return QString();
     {
         MutexLocker lock(&listMutex_);
@@ -266,11 +266,7 @@ bool Vireo2Scanning::replayScanCsv()
     if (patchLimit_ > 0 && patchLimit_ < int(records.size()))
         records.resize(size_t(patchLimit_));
     setPatches(std::move(records));
-    state_ = kDataReady;
-    if (host_)
-        host_->scanAbort();
-    state_ = kDataReady;
-    log().WriteLine(QStringLiteral("Patch Data Ready"));
+    announcePatches();
     return true;
 }
 

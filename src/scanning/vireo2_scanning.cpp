@@ -81,12 +81,12 @@ QString Vireo2Scanning::passThroughWithStatus(const QString& command)
 int Vireo2Scanning::fail()
 {
     // The abort below stops the track, and a track that fails to answer
-    // there fails again: the nested call only sets the state.
+    // there fails again: the outer call sets the state once the abort ends.
     static thread_local bool failing = false;
-    if (failing || !host_) {
+    if (!host_)
         state_ = kFailed;
+    if (failing || !host_)
         return kFailed;
-    }
     failing = true;
     const qint32 code = log().errorCode();
     const QString text = QString::fromLatin1(log().errorText());
@@ -94,12 +94,26 @@ int Vireo2Scanning::fail()
     // when the status poll runs this; the abort's own exchanges do not
     // replace the cause.
     log().publishError(code, text);
-    state_ = kFailed;
-    host_->scanAbort();
-    state_ = kFailed;
+    endScan(kFailed);
     log().publishError(code, text);
     failing = false;
     return kFailed;
+}
+
+void Vireo2Scanning::endScan(int finalState)
+{
+    if (host_) {
+        ending_ = true;
+        host_->scanAbort();
+        ending_ = false;
+    }
+    state_ = finalState;
+}
+
+void Vireo2Scanning::announcePatches()
+{
+    endScan(kDataReady);
+    log().WriteLine(QStringLiteral("Patch Data Ready"));
 }
 
 void Vireo2Scanning::markFailed()

@@ -89,7 +89,7 @@ public:
     // Starts the head moving; false with the error recorded (the status
     // code to throw is the error record's).
     bool startTraverse();
-    // Sets the failure state and aborts through the device, keeping the
+    // Aborts through the device, then sets the failure state, keeping the
     // cause in the error record; returns -1.
     int fail();
     // State -1 with the error just recorded as the cause the host reads
@@ -97,7 +97,9 @@ public:
     void markFailed();
 
     // --- Streamed measurements (stream_packets.cpp, measurement_records.cpp)
-    // Called when a traverse is armed: empties the lists.
+    // Called when a traverse is armed: sets the data sets per patch and
+    // empties the patch list (the measurements are emptied when the
+    // traverse starts).
     void armScan(int dataSetsPerPatch);
     // One 0x90 packet's JSON: appends its readings. 2 when taken, else the
     // failure routine's -1 (error recorded).
@@ -114,7 +116,13 @@ public:
     void setPatches(ScanRecordList patches);
     int dataSetsPerPatch() const { return dataSetsPerPatch_; }
 
-    // Scan configuration and results.
+    // Scan configuration (of hand scans too) and results.
+    // The hand scan's layout, stored as given (the instrument checks it).
+    void setLayout(int patchCount, double patchWidth)
+    {
+        expectedPatchCount_ = patchCount;
+        patchWidth_ = patchWidth;
+    }
     int expectedPatchCount() const { return expectedPatchCount_; }
     double patchWidth() const { return patchWidth_; }
     double trackSpeed() const { return trackSpeed_; }
@@ -153,6 +161,12 @@ private:
     void prepareMeasurements(ScanRecordList& records);
     bool buildPatches(const ScanRecordList& records);
     bool concludeBuild(const ScanRecordList& records);
+    // Every end of a scan: the device's abort (instrument told, track
+    // stopped and sent home), then `finalState`, so that a host that sees
+    // the end finds the track stopped.
+    void endScan(int finalState);
+    // The patches are built: the end of the scan with state 3, logged.
+    void announcePatches();
     bool referenceReply(const QString& command, double* first, double* second, QByteArray& reply);
     void readTraverseLength();
 
@@ -161,10 +175,10 @@ private:
     std::atomic<bool> trackInUse_{false};
     std::atomic<int> state_{kIdle};
     std::atomic<bool> scanRequested_{false};
+    // True while endScan's abort runs: the stop leaves the state alone.
+    std::atomic<bool> ending_{false};
     bool linkUp_ = false;
     bool atHome_ = false;
-    bool scanInProgress_ = false;
-    int startDelayMs_ = 100;
 
     int dataSetsPerPatch_ = ScanRecord::kSetCount;
     int expectedPatchCount_ = 0;
@@ -175,7 +189,6 @@ private:
     int patchLimit_ = 0;
     int sheetNumber_ = 0;
     double refA_ = 0.0, refB_ = 0.0, refC_ = 0.0, refD_ = 0.0;
-    double scale_ = 1.0;
     MotionProfile motion_;
     std::array<double, 3> paperLab_{0.0, 0.0, 0.0};
     bool paperReferenceSet_ = false;

@@ -40,7 +40,7 @@ QString withoutLineBreaks(QString text)
 
 } // namespace
 
-LogHelper::LogHelper() : logPath_(paths::defaultDataDirectory())
+LogHelper::LogHelper() : logFolder_(paths::defaultDataDirectory())
 {
     LoadOptions();
 }
@@ -55,9 +55,9 @@ void LogHelper::LoadOptions()
     debug_ = flag("Options/Debug");
     scanDebug_ = flag("Options/ScanDebug");
 
-    logPath_ = paths::resolveDataPath(ini.value(QStringLiteral("Data/Path"), logPath_).toString(), logPath_);
-    QDir().mkpath(logPath_);
-    logPath_ += QStringLiteral("spectro.log");
+    logFolder_ = paths::resolveDataPath(ini.value(QStringLiteral("Data/Path"), logFolder_).toString(), logFolder_);
+    QDir().mkpath(logFolder_);
+    logPath_ = logFolder_ + QStringLiteral("spectro.log");
     if (debug_) {
         gSizeLimit = kDebugSizeLimit;
         enableLibraryDebugMessages();

@@ -58,6 +58,8 @@ public:
     void clearExchange();
 
     QString logFilePath() const;
+    // The folder of the log (ending in '/'), where the strip files go too.
+    const QString& logFolder() const { return logFolder_; }
     static qint64 sizeLimit();
     static void setSizeLimit(qint64 bytes);
 
@@ -93,6 +95,7 @@ private:
 
     mutable Mutex recordMutex_;
     Mutex fileMutex_;
+    QString logFolder_;
     QString logPath_;
     qint32 errorCode_ = 0;
     QByteArray errorText_;
