@@ -72,6 +72,39 @@ TEST_F(CliTest, SettingsAreWrittenReadListedAndRefused)
         << fixed.err.toStdString();
 }
 
+// The connection settings are checked before they are stored, host names
+// resolve, and a connection that fails leaves the stored one as it was.
+TEST_F(CliTest, ConnectionSettingsAreCheckedAndAFailedConnectionKeepsTheStoredOne)
+{
+    for (const char* line : {"settings connection_method SERIAL", "settings connection_attempts 9",
+                             "settings connection_attempts three", "settings device_ip_address not:an:address",
+                             "settings device_ip_address no.such.host.invalid", "settings tr3_address a:b:c"}) {
+        const ProgramResult result = run(line);
+        EXPECT_EQ(result.exitCode, 2) << line;
+        EXPECT_TRUE(result.err.startsWith("vireo2: ")) << line << ": " << result.err.toStdString();
+    }
+    EXPECT_TRUE(run("settings connection_method SERIAL").err.contains("USB, TCP, USB_TCPIP"));
+    const QJsonObject untouched = jsonObject(run("settings --json").out);
+    EXPECT_EQ(untouched.value("connection_method").toString(), "USB");
+    EXPECT_EQ(untouched.value("device_ip_address").toString(), "192.168.7.2");
+    EXPECT_EQ(untouched.value("connection_attempts").toString(), "5");
+    EXPECT_EQ(run("settings connection_method tcp").out, "connection_method = TCP\n");
+
+    // A host name is resolved to the address the library can use.
+    const QString port = QString::number(sim_->port());
+    EXPECT_EQ(run("settings device_ip_address localhost:" + port).out, "device_ip_address = 127.0.0.1:" + port + "\n");
+    ASSERT_EQ(run("--tcp localhost:" + port + " status").exitCode, 0);
+
+    // A failed --tcp leaves the working connection stored.
+    const ProgramResult failed = run("--tcp " + QString::fromLatin1(closedAddress()) + " status");
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_TRUE(failed.err.contains("vireo2: cannot connect (TCP " + QString::fromLatin1(closedAddress())))
+        << failed.err.toStdString();
+    EXPECT_TRUE(failed.err.contains("The stored connection (TCP " + simAddress() + ") is kept."))
+        << failed.err.toStdString();
+    EXPECT_EQ(run("status").exitCode, 0) << "the stored connection still reaches the instrument";
+}
+
 TEST_F(CliTest, MistakesExitWithUsageStatusAndHelpExplainsEachCommand)
 {
     for (const char* line : {"", "frobnicate", "--tcp a:b:c status", "--tcp 127.0.0.1:70000 status",

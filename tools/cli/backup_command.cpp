@@ -43,7 +43,7 @@ int runBackup(const Invocation& call)
 
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     QElapsedTimer timer;
     timer.start();
     const QString answer = executeLine(QStringLiteral("userprofileget;") + partial.fileName(),
@@ -85,7 +85,7 @@ int runRestore(const Invocation& call)
         return failure(QStringLiteral("%1 is empty: it holds no configuration to restore").arg(path));
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     if (!call.parser.isSet(kYes)
         && !confirm(QStringLiteral("Restore %1 (%2 bytes) onto the instrument %3? Its configuration, libraries "
                                    "and templates are replaced.")

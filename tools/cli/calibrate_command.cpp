@@ -16,7 +16,7 @@ int run(const Invocation& call)
         return usageError(QStringLiteral("calibrate takes no arguments"), QStringLiteral("calibrate"));
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     clearErrorCode();
     if (!withProgress(QStringLiteral("Calibrating on the white standard..."), call.context.quiet,
                       [] { return Calibrate(); }))

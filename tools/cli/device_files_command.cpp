@@ -33,7 +33,7 @@ int runScreenshot(const Invocation& call)
         return failure(problem);
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     QByteArray image(kScreenBufferBytes, '\0');
     const int size = withProgress(QStringLiteral("Capturing the screen"), call.context.quiet, [&] {
         return ExecuteBinary(reinterpret_cast<const unsigned char*>("CaptureScreen"), 13, kScreenReadMs,
@@ -55,7 +55,7 @@ int runInstrumentLog(const Invocation& call)
         return usageError(QStringLiteral("instrument-log takes no arguments"), QStringLiteral("instrument-log"));
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     const QString answer = executeLine(QStringLiteral("getlog"), QStringLiteral("Reading the instrument's log"),
                                        call.context.quiet);
     if (answer.isEmpty())

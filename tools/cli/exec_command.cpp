@@ -18,7 +18,7 @@ int run(const Invocation& call)
         return usageError(QStringLiteral("exec needs a command line"), QStringLiteral("exec"));
     InstrumentSession session(call.context.quiet);
     if (!call.parser.isSet(kNoConnect) && !session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     // An empty answer is the library's way of saying the command failed.
     const QString answer = QString::fromUtf8(Execute(line.toUtf8().constData()));
     if (answer.isEmpty())

@@ -76,7 +76,7 @@ int run(const Invocation& call)
 
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     const QString before = firmwareVersion();
     if (!call.parser.isSet(kYes)
         && !confirm(QStringLiteral("Update the instrument %1 (firmware %2) from %3 (%4 bytes, %5)? Keep it "

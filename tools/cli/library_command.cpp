@@ -125,7 +125,7 @@ int runWith(const ObjectWords& words, const Invocation& call)
 
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     const QString answer = executeLine(parts.join(QLatin1Char(';')),
                                        QStringLiteral("Transferring the %1").arg(what), call.context.quiet,
                                        [](const QString& a) { return !a.isEmpty() && replyStatus(a) <= 0; });

@@ -240,7 +240,7 @@ int run(const Invocation& call)
 
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     const InstrumentInfo instrument = InstrumentInfo::read(session.target());
     for (int number = 1; number <= o.count; ++number) {
         const int taken = takeReading(o.trigger, number, o.count, call.context.quiet, o.buttonWait);

@@ -98,7 +98,7 @@ int store(const Invocation& call, const QString& path)
     }
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     const QString answer = executeLine(QStringLiteral("storeprofile;") + path,
                                        QStringLiteral("Storing the NetAdjuster profile"), call.context.quiet);
     if (answer.isEmpty())
@@ -115,7 +115,7 @@ int show(const Invocation& call)
 {
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     const QString answer = executeLine(QStringLiteral("retrieveprofile"),
                                        QStringLiteral("Reading the NetAdjuster profile"), call.context.quiet);
     if (answer.isEmpty())

@@ -39,11 +39,12 @@ int chooseConnection(const QCommandLineParser& global, const QCommandLineParser&
     if (usb) {
         choice->kind = ConnectionChoice::Kind::Usb;
     } else if (!tcp.isEmpty()) {
-        const QString problem = ConnectionChoice::validateTcpAddress(tcp.first());
+        QString problem;
+        const QString address = ConnectionChoice::resolveTcpAddress(tcp.first(), &problem);
         if (!problem.isEmpty())
             return usageError(QStringLiteral("--tcp: %1").arg(problem), commandName);
         choice->kind = ConnectionChoice::Kind::Tcp;
-        choice->address = tcp.first();
+        choice->address = address;
     }
     return ExitOk;
 }

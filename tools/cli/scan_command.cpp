@@ -98,7 +98,7 @@ int run(const Invocation& call)
         return libraryFailure();
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     StripScan scan;
     scan.condition = o.condition;
     scan.illuminant = o.illuminant;

@@ -1,6 +1,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include "connection_choice.h"
 #include "console.h"
 #include "instrument_session.h"
 #include "library_error.h"
@@ -21,9 +22,9 @@ struct StoredSetting {
 };
 const StoredSetting kStoredSettings[] = {
     {"connection_method", "USB, TCP, USB_TCPIP or a wireless configuration name"},
-    {"device_ip_address", "HOST or HOST:PORT, used when the method is TCP"},
-    {"connection_attempts", "1 to 5 (anything else means 5)"},
-    {"tr3_address", "address of the TR3 track accessory"},
+    {"device_ip_address", "HOST or HOST:PORT, used when the method is TCP (names are resolved)"},
+    {"connection_attempts", "1 to 5"},
+    {"tr3_address", "HOST or HOST:PORT of the TR3 track accessory"},
     {"reading_mode", "fixed: Pressure"},
 };
 
@@ -68,8 +69,12 @@ int read(const QString& name)
     return ExitOk;
 }
 
-int write(const QString& name, const QString& value)
+int write(const QString& name, QString value)
 {
+    // The library stores these unchecked and reads them only when it
+    // connects; a wrong one would break the next connection.
+    if (const QString problem = checkSettingValue(name, &value); !problem.isEmpty())
+        return usageError(problem, QStringLiteral("settings"));
     if (!SetOption(name.toUtf8().constData(), value.toUtf8().constData()))
         return libraryFailure();
     printOut(QStringLiteral("%1 = %2\n").arg(name, answeredByInstrument(name) ? value : option(name)));
@@ -85,7 +90,7 @@ int run(const Invocation& call)
         return list(call);
     InstrumentSession session(call.context.quiet);
     if (answeredByInstrument(args.at(0)) && !session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     return args.size() == 1 ? read(args.at(0)) : write(args.at(0), args.at(1));
 }
 

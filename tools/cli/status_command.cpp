@@ -15,7 +15,7 @@ int run(const Invocation& call)
         return usageError(QStringLiteral("status takes no arguments"), QStringLiteral("status"));
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
-        return libraryFailure();
+        return session.connectFailure();
     const InstrumentInfo info = InstrumentInfo::read(session.target());
     if (call.parser.isSet(QStringLiteral("json")))
         printOut(QString::fromUtf8(QJsonDocument(info.toJson()).toJson(QJsonDocument::Indented)));
