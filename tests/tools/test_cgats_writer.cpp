@@ -82,6 +82,39 @@ TEST(CgatsWriter, AppendContinuesIdsAndRefusesOtherColumns)
     EXPECT_EQ(back.samples.size(), 4);
 }
 
+// A header describes every row: rows of another kind, condition or
+// illuminant/observer are refused, and the reading number and time of spot
+// rows come back as written.
+TEST(CgatsWriter, AppendRefusesRowsTheHeaderWouldNotDescribe)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("spot.cgats"));
+    CgatsTable spot = twoSampleTable();
+    spot.kind = QStringLiteral("spot");
+    spot.samples[0].reading = 7;
+    spot.samples[0].time = QStringLiteral("2026-11-26 08:01:02");
+    spot.samples[1].time = QStringLiteral("2026-11-26 08:01:04");
+    ASSERT_EQ(appendCgats(spot, path), QString());
+    CgatsTable back;
+    ASSERT_EQ(readCgats(path, &back), QString());
+    EXPECT_EQ(back.kind, QStringLiteral("spot"));
+    EXPECT_EQ(back.samples.at(0).reading, 7);
+    EXPECT_EQ(back.samples.at(1).time, QStringLiteral("2026-11-26 08:01:04"));
+
+    CgatsTable strip = spot, condition = spot, observer = spot;
+    strip.kind = QStringLiteral("strip");
+    condition.condition = QStringLiteral("M0");
+    observer.observer = QStringLiteral("10");
+    for (const CgatsTable& other : {strip, condition, observer}) {
+        EXPECT_TRUE(checkCgatsAppend(other, path).contains(QStringLiteral("holds spot readings of M1 under D50/2")))
+            << checkCgatsAppend(other, path).toStdString();
+        EXPECT_FALSE(appendCgats(other, path).isEmpty());
+    }
+    EXPECT_EQ(checkCgatsAppend(spot, path), QString());
+    ASSERT_EQ(readCgats(path, &back), QString());
+    EXPECT_EQ(back.samples.size(), 2) << "the file is left as it was";
+}
+
 TEST(CgatsWriter, RefusesMismatchedSpectraAndUnreadableFiles)
 {
     QTemporaryDir dir;

@@ -10,6 +10,7 @@
 #include <lcms2.h>
 
 #include "cli_fixture.h"
+#include "fault_script.h"
 #include "vireo2_colour.h"
 
 namespace vireo2::test {
@@ -83,12 +84,13 @@ TEST_F(MeasuringRunTest, DifferencesToAReferencePerReadingAndTheirMean)
 }
 
 // --set-reference compares later readings with the first; --average gives
-// mean and spread, and in JSON every reading, its differences and the mean.
+// mean and spread, and in JSON every reading, its differences (each with the
+// number of its reading) and the mean.
 TEST_F(MeasuringRunTest, SetReferenceAndAverageInJson)
 {
     const QString chart = path("average.svg");
     const ProgramResult result =
-        runAgainstSim("-q measure --count 2 --set-reference --average --json --plot " + chart);
+        runAgainstSim("-q measure --count 3 --set-reference --average --json --plot " + chart);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     // The chart of the mean has a colour swatch per condition and the date.
     QFile svg(chart);
@@ -98,10 +100,14 @@ TEST_F(MeasuringRunTest, SetReferenceAndAverageInJson)
     EXPECT_TRUE(drawing.contains(QRegularExpression("measured 20\\d\\d-\\d\\d-\\d\\d \\d\\d:\\d\\d")));
     EXPECT_FALSE(drawing.contains("fill=\"#808080\"")) << "a swatch fell back to grey";
     const QJsonObject document = jsonObject(result.out);
-    ASSERT_EQ(document.value("readings").toArray().size(), 2);
+    const QJsonArray readings = document.value("readings").toArray();
+    ASSERT_EQ(readings.size(), 3);
+    EXPECT_EQ(readings.at(2).toObject().value("reading").toInt(), 3);
     const QJsonArray differences = document.value("differences").toArray();
-    ASSERT_EQ(differences.size(), 1) << "the first reading is the reference";
-    for (const auto& d : differences.first().toArray())
+    ASSERT_EQ(differences.size(), 2) << "the first reading is the reference";
+    EXPECT_EQ(differences.at(0).toObject().value("reading").toInt(), 2);
+    EXPECT_EQ(differences.at(1).toObject().value("reading").toInt(), 3);
+    for (const auto& d : differences.first().toObject().value("conditions").toArray())
         EXPECT_LT(d.toObject().value("dE2000").toDouble(), 0.2) << "the same sample read twice";
     const QJsonObject average = document.value("average").toObject();
     const QJsonArray values = average.value("conditions").toArray().first().toObject().value("values").toArray();
@@ -111,9 +117,11 @@ TEST_F(MeasuringRunTest, SetReferenceAndAverageInJson)
     EXPECT_GT(xyz.value("Y").toDouble(), 1.0);
 }
 
-// Two runs collect in one CSV file with one header and continuing ids, and
-// in one CGATS file that Little CMS reads back with continuing sample ids.
-TEST_F(MeasuringRunTest, AppendedFilesCollectReadingsOfSeveralRuns)
+// Two runs collect in one CSV log (a row per condition with its illuminant)
+// and one CGATS file (a row per reading of one condition, with its number and
+// time) that Little CMS reads back; a run under another illuminant or
+// condition is refused before it measures; convert reads both files whole.
+TEST_F(MeasuringRunTest, AppendedFilesCollectReadingsOfSeveralRunsAndStayTrue)
 {
     const QString csv = path("day.csv");
     const QString cgats = path("day.cgats");
@@ -123,28 +131,56 @@ TEST_F(MeasuringRunTest, AppendedFilesCollectReadingsOfSeveralRuns)
     }
     QFile file(csv);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QStringList lines = QString::fromUtf8(file.readAll()).trimmed().split('\n');
+    const QByteArray log = file.readAll();
+    const QStringList lines = QString::fromUtf8(log).trimmed().split('\n');
     ASSERT_EQ(lines.size(), 1 + 2 * 4);
-    EXPECT_TRUE(lines.first().startsWith("id,time,condition,X,Y,Z,L,a,b,nm400,"));
+    EXPECT_TRUE(lines.first().startsWith("id,time,illuminant,condition,X,Y,Z,L,a,b,nm400,"));
     EXPECT_TRUE(lines.first().endsWith(",nm700"));
     EXPECT_TRUE(lines.at(1).startsWith("1,"));
     EXPECT_TRUE(lines.at(8).startsWith("2,"));
-    EXPECT_EQ(lines.at(8).split(',').at(2), "M3");
-    EXPECT_EQ(lines.at(1).split(',').size(), 9 + 31);
+    EXPECT_EQ(lines.at(8).split(',').at(2), "D50/2");
+    EXPECT_EQ(lines.at(8).split(',').at(3), "M3");
+    EXPECT_EQ(lines.at(1).split(',').size(), 10 + 31);
 
     cmsHANDLE it8 = cmsIT8LoadFromFile(nullptr, QFile::encodeName(cgats).constData());
     ASSERT_NE(it8, nullptr);
-    EXPECT_EQ(cmsIT8GetPropertyDbl(it8, "NUMBER_OF_SETS"), 8.0);
-    EXPECT_STREQ(cmsIT8GetData(it8, "8", "SAMPLE_NAME"), "M3");
-    EXPECT_NEAR(cmsIT8GetDataDbl(it8, "5", "SPEC_500"), samplePercent().at(10), 1e-3);
+    EXPECT_EQ(cmsIT8GetPropertyDbl(it8, "NUMBER_OF_SETS"), 2.0) << "one row per reading";
+    EXPECT_TRUE(QString::fromUtf8(cmsIT8GetProperty(it8, "MEASUREMENT_SOURCE")).contains("MeasurementCondition=M1"));
+    EXPECT_STREQ(cmsIT8GetData(it8, "2", "READING"), "1") << "the first reading of the second run";
+    EXPECT_TRUE(QString::fromUtf8(cmsIT8GetData(it8, "2", "TIME")).contains(QRegularExpression("^20\\d\\d-\\d\\d-\\d\\d \\d\\d:")));
+    EXPECT_NEAR(cmsIT8GetDataDbl(it8, "2", "SPEC_500"), samplePercent().at(10), 1e-3);
     EXPECT_NEAR(cmsIT8GetDataDbl(it8, "1", "LAB_L"), labOf(samplePercent())[0], 2e-3);
     cmsIT8Free(it8);
+
+    const int measured = commandCount("Meas Run");
+    for (const char* options : {"--illuminant D65/10 --cgats ", "--condition M2 --cgats ", "--illuminant D65/10 --append "}) {
+        const QString target = QString::fromLatin1(options).contains("append") ? csv : cgats;
+        const ProgramResult refused = runAgainstSim(QStringLiteral("-q measure ") + options + target);
+        EXPECT_EQ(refused.exitCode, 1) << options;
+        EXPECT_TRUE(refused.err.contains(" holds ")) << refused.err.toStdString();
+    }
+    EXPECT_EQ(commandCount("Meas Run"), measured) << "refused before measuring";
+    ASSERT_TRUE(file.seek(0));
+    EXPECT_EQ(file.readAll(), log) << "the log is untouched";
 
     // The CGATS file serves as a reference: the same sample reads as no difference.
     const ProgramResult compared = runAgainstSim("-q measure --json --reference " + cgats);
     ASSERT_EQ(compared.exitCode, 0) << compared.err.toStdString();
-    for (const auto& d : jsonObject(compared.out).value("differences").toArray())
-        EXPECT_LT(d.toObject().value("dE76").toDouble(), 0.1);
+    const QJsonArray differences = jsonObject(compared.out).value("differences").toArray();
+    ASSERT_EQ(differences.size(), 1) << "the reference holds M1";
+    EXPECT_LT(differences.first().toObject().value("dE76").toDouble(), 0.1);
+
+    // convert reads every reading of the log and writes them as CGATS.
+    const QString converted = path("day-d65.cgats");
+    const ProgramResult conversion = run("convert " + csv + " --illuminant D65/10 --json --cgats " + converted);
+    ASSERT_EQ(conversion.exitCode, 0) << conversion.err.toStdString();
+    EXPECT_EQ(jsonObject(conversion.out).value("readings").toArray().size(), 2);
+    it8 = cmsIT8LoadFromFile(nullptr, QFile::encodeName(converted).constData());
+    ASSERT_NE(it8, nullptr);
+    EXPECT_EQ(cmsIT8GetPropertyDbl(it8, "NUMBER_OF_SETS"), 2.0);
+    EXPECT_TRUE(QString::fromUtf8(cmsIT8GetProperty(it8, "MEASUREMENT_SOURCE")).contains("Illumination=D65 ObserverAngle=10"));
+    cmsIT8Free(it8);
+    EXPECT_EQ(jsonObject(run("convert " + cgats + " --json").out).value("readings").toArray().size(), 2);
 }
 
 // The button trigger takes what the instrument measured on its own; the key
@@ -180,6 +216,39 @@ TEST_F(MeasuringRunTest, ButtonAndKeyTriggers)
     EXPECT_TRUE(out.contains("Reading 1,")) << out.toStdString();
     EXPECT_FALSE(out.contains("Reading 2,"));
     EXPECT_EQ(commandCount("Meas Run"), 1);
+}
+
+// Each reading is printed when it is taken; a reading that fails ends the
+// run with the earlier ones on screen and in the file.
+TEST_F(MeasuringRunTest, ReadingsShowAsTakenAndAFailureKeepsThem)
+{
+    const QString cgats = path("run.cgats");
+    QProcess key;
+    placeInTest(key);
+    key.start(VIREO2_CLI_PROGRAM,
+              {"--tcp", simAddress(), "-q", "measure", "--count", "3", "--trigger", "key", "--cgats", cgats});
+    ASSERT_TRUE(key.waitForStarted());
+    key.write("\n");
+    QByteArray out;
+    for (int i = 0; i < 100 && !out.contains("Reading 1,"); ++i) {
+        key.waitForReadyRead(100);
+        out += key.readAllStandardOutput();
+    }
+    ASSERT_TRUE(out.contains("Reading 1,")) << "the first reading shows before the second is asked for";
+    sim_->faults().add(sim::Fault::on("meas run").replying("MEAS 0x8A"));
+    key.write("\n");
+    key.closeWriteChannel();
+    ASSERT_TRUE(key.waitForFinished(10000));
+    EXPECT_EQ(key.exitCode(), 1);
+    out += key.readAllStandardOutput();
+    EXPECT_FALSE(out.contains("Reading 2,"));
+    const QString err = QString::fromUtf8(key.readAllStandardError());
+    EXPECT_TRUE(err.contains("status 0x8A")) << err.toStdString();
+    EXPECT_TRUE(err.contains("the run stopped after 1 of 3 readings")) << err.toStdString();
+    cmsHANDLE it8 = cmsIT8LoadFromFile(nullptr, QFile::encodeName(cgats).constData());
+    ASSERT_NE(it8, nullptr);
+    EXPECT_EQ(cmsIT8GetPropertyDbl(it8, "NUMBER_OF_SETS"), 1.0);
+    cmsIT8Free(it8);
 }
 
 // convert recomputes a saved reading under another illuminant, exactly as

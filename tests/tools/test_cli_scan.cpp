@@ -77,8 +77,18 @@ TEST_F(CliScanTest, TrackScanWritesCgatsThatLittleCmsReadsAndAStripChart)
     EXPECT_FALSE(xml.hasError()) << xml.errorString().toStdString();
     EXPECT_GE(rects, 1 + 3 * sheet.patchCount()) << "background, then a swatch and two bars per patch";
 
+    // Rows of another condition, or spot readings, would make the header
+    // false: refused before the head moves.
+    for (const QStringList& other : {QStringList{"scan", "--track", trackAddress(), "--cgats", cgats},
+                                     QStringList{"measure", "--condition", "M2", "--cgats", cgats}}) {
+        const ProgramResult refused = vireo2AgainstSim(other);
+        EXPECT_EQ(refused.exitCode, 1) << other.join(' ').toStdString();
+        EXPECT_TRUE(refused.err.contains("holds strip readings of M2 under D50/2")) << refused.err.toStdString();
+    }
+
     // A second sheet continues the file's sample ids.
-    const ProgramResult again = vireo2AgainstSim({"scan", "-q", "--track", trackAddress(), "--sheet", "1", "--cgats", cgats});
+    const ProgramResult again =
+        vireo2AgainstSim({"scan", "-q", "--track", trackAddress(), "--sheet", "1", "--condition", "M2", "--cgats", cgats});
     ASSERT_EQ(again.exitCode, 0) << again.err.toStdString();
     it8 = cmsIT8LoadFromFile(nullptr, QFile::encodeName(cgats).constData());
     ASSERT_NE(it8, nullptr);

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QStringList>
 #include <lcms2.h>
+#include <algorithm>
 #include <memory>
 
 // The table is written and read through Little CMS's IT8/CGATS functions, so
@@ -22,12 +23,10 @@ using It8Handle = std::unique_ptr<void, It8Deleter>;
 QStringList columnNames(const CgatsTable& table)
 {
     QStringList names{QStringLiteral("SAMPLE_ID")};
-    for (const auto& sample : table.samples) {
-        if (!sample.name.isEmpty()) {
-            names << QStringLiteral("SAMPLE_NAME");
-            break;
-        }
-    }
+    if (std::any_of(table.samples.begin(), table.samples.end(), [](const auto& s) { return !s.name.isEmpty(); }))
+        names << QStringLiteral("SAMPLE_NAME");
+    if (std::any_of(table.samples.begin(), table.samples.end(), [](const auto& s) { return !s.time.isEmpty(); }))
+        names << QStringLiteral("READING") << QStringLiteral("TIME");
     names << QStringLiteral("LAB_L") << QStringLiteral("LAB_A") << QStringLiteral("LAB_B");
     for (int nm : table.wavelengths)
         names << QStringLiteral("SPEC_%1").arg(nm);
@@ -57,6 +56,8 @@ void writeHeader(void* it8, const CgatsTable& table, int fieldCount)
     QString source = QStringLiteral("Illumination=%1 ObserverAngle=%2").arg(table.illuminant, table.observer);
     if (!table.condition.isEmpty())
         source += QStringLiteral(" MeasurementCondition=%1").arg(table.condition);
+    if (!table.kind.isEmpty())
+        source += QStringLiteral(" Readings=%1").arg(table.kind);
     setProperty(it8, "MEASUREMENT_SOURCE", source);
     if (!table.wavelengths.isEmpty()) {
         setProperty(it8, "SPECTRAL_BANDS", QString::number(table.wavelengths.size()));
@@ -68,11 +69,13 @@ void writeHeader(void* it8, const CgatsTable& table, int fieldCount)
     cmsIT8SetPropertyDbl(it8, "NUMBER_OF_SETS", table.samples.size());
 }
 
-QStringList rowCells(const CgatsSample& sample, bool withName)
+QStringList rowCells(const CgatsSample& sample, bool withName, bool withTime)
 {
     QStringList cells{sample.id};
     if (withName)
         cells << sample.name;
+    if (withTime)
+        cells << QString::number(sample.reading) << sample.time;
     for (double v : sample.lab)
         cells << number(v, 4);
     for (double v : sample.percent)
@@ -86,6 +89,7 @@ QString writeCgats(const CgatsTable& table, const QString& path)
 {
     const QStringList columns = columnNames(table);
     const bool withName = columns.contains(QStringLiteral("SAMPLE_NAME"));
+    const bool withTime = columns.contains(QStringLiteral("TIME"));
     for (const auto& sample : table.samples) {
         if (sample.percent.size() != table.wavelengths.size())
             return QStringLiteral("sample %1 has %2 spectral values for %3 wavelengths")
@@ -98,7 +102,7 @@ QString writeCgats(const CgatsTable& table, const QString& path)
     for (int c = 0; c < columns.size(); ++c)
         cmsIT8SetDataFormat(it8.get(), c, columns.at(c).toLatin1().constData());
     for (int row = 0; row < table.samples.size(); ++row) {
-        const QStringList cells = rowCells(table.samples.at(row), withName);
+        const QStringList cells = rowCells(table.samples.at(row), withName, withTime);
         for (int c = 0; c < cells.size(); ++c)
             cmsIT8SetDataRowCol(it8.get(), row, c, cells.at(c).toUtf8().constData());
     }
@@ -117,7 +121,7 @@ QString readCgats(const QString& path, CgatsTable* table)
         return QStringLiteral("%1 is not a CGATS file").arg(path);
     char** names = nullptr;
     const int fieldCount = cmsIT8EnumDataFormat(it8.get(), &names);
-    int idColumn = -1, nameColumn = -1;
+    int idColumn = -1, nameColumn = -1, readingColumn = -1, timeColumn = -1;
     std::array<int, 3> labColumns{-1, -1, -1};
     QVector<int> spectralColumns;
     CgatsTable result;
@@ -127,6 +131,10 @@ QString readCgats(const QString& path, CgatsTable* table)
             idColumn = c;
         else if (name == QLatin1String("SAMPLE_NAME"))
             nameColumn = c;
+        else if (name == QLatin1String("READING"))
+            readingColumn = c;
+        else if (name == QLatin1String("TIME"))
+            timeColumn = c;
         else if (name == QLatin1String("LAB_L"))
             labColumns[0] = c;
         else if (name == QLatin1String("LAB_A"))
@@ -154,6 +162,10 @@ QString readCgats(const QString& path, CgatsTable* table)
         sample.id = idColumn >= 0 ? cell(row, idColumn) : QString::number(row + 1);
         if (nameColumn >= 0)
             sample.name = cell(row, nameColumn);
+        if (readingColumn >= 0)
+            sample.reading = cell(row, readingColumn).toInt();
+        if (timeColumn >= 0)
+            sample.time = cell(row, timeColumn);
         for (int k = 0; k < 3; ++k)
             sample.lab[k] = cell(row, labColumns[k]).toDouble();
         for (int column : spectralColumns)
@@ -169,9 +181,31 @@ QString readCgats(const QString& path, CgatsTable* table)
             result.observer = part.section(QLatin1Char('='), 1);
         else if (part.startsWith(QLatin1String("MeasurementCondition=")))
             result.condition = part.section(QLatin1Char('='), 1);
+        else if (part.startsWith(QLatin1String("Readings=")))
+            result.kind = part.section(QLatin1Char('='), 1);
     }
     *table = result;
     return QString();
+}
+
+namespace {
+QString checkMatches(const CgatsTable& existing, const CgatsTable& table, const QString& path)
+{
+    if (existing.kind != table.kind || existing.condition != table.condition || existing.illuminant != table.illuminant
+        || existing.observer != table.observer)
+        return QStringLiteral("%1 holds %2; these are %3: name another file, or match its settings")
+            .arg(path, describeTable(existing), describeTable(table));
+    return QString();
+}
+} // namespace
+
+QString checkCgatsAppend(const CgatsTable& table, const QString& path)
+{
+    if (!QFile::exists(path))
+        return QString();
+    CgatsTable existing;
+    const QString error = readCgats(path, &existing);
+    return error.isEmpty() ? checkMatches(existing, table, path) : error;
 }
 
 QString appendCgats(CgatsTable table, const QString& path)
@@ -182,8 +216,10 @@ QString appendCgats(CgatsTable table, const QString& path)
     const QString error = readCgats(path, &existing);
     if (!error.isEmpty())
         return error;
-    if (existing.wavelengths != table.wavelengths)
-        return QStringLiteral("%1 has other spectral columns than this measurement").arg(path);
+    if (const QString problem = checkMatches(existing, table, path); !problem.isEmpty())
+        return problem;
+    if (existing.wavelengths != table.wavelengths || columnNames(existing) != columnNames(table))
+        return QStringLiteral("%1 has other columns than these readings: name another file").arg(path);
     int lastId = 0;
     for (const auto& sample : existing.samples)
         lastId = qMax(lastId, sample.id.toInt());
@@ -196,10 +232,14 @@ QString appendCgats(CgatsTable table, const QString& path)
     existing.samples += table.samples;
     if (!table.descriptor.isEmpty())
         existing.descriptor = table.descriptor;
-    existing.illuminant = table.illuminant;
-    existing.observer = table.observer;
-    existing.condition = table.condition;
     return writeCgats(existing, path);
+}
+
+QString describeTable(const CgatsTable& table)
+{
+    const QString kind = table.kind.isEmpty() ? QStringLiteral("readings") : table.kind + QStringLiteral(" readings");
+    const QString condition = table.condition.isEmpty() ? QStringLiteral("all conditions") : table.condition;
+    return QStringLiteral("%1 of %2 under %3/%4").arg(kind, condition, table.illuminant, table.observer);
 }
 
 } // namespace vireo2::cli

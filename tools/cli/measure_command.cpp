@@ -13,6 +13,8 @@
 #include "measurement_formats.h"
 #include "progress.h"
 #include "reading_comparison.h"
+#include "output_path.h"
+#include "reading_cgats.h"
 #include "reading_log_csv.h"
 #include "reading_statistics.h"
 #include "reading_trigger.h"
@@ -35,6 +37,7 @@ const QString kSetReference = QStringLiteral("set-reference");
 const QString kAverage = QStringLiteral("average");
 const QString kAppend = QStringLiteral("append");
 const QString kCgats = QStringLiteral("cgats");
+const QString kCondition = QStringLiteral("condition");
 
 // The illuminant names in lines of at most 78 columns.
 QString illuminantList()
@@ -70,8 +73,12 @@ struct RunOptions {
     QString referenceFile;
     bool setReference = false;
     bool average = false;
+    bool json = false;
+    bool csv = false;
     QString appendFile;
     QString cgatsFile;
+    QString plotFile;
+    QString condition = QStringLiteral("M1");
 };
 
 // Checks the options; an empty text when they make sense.
@@ -98,55 +105,47 @@ QString parseRunOptions(const QCommandLineParser& p, RunOptions* o)
         return QStringLiteral("choose one of --reference and --set-reference");
     if (p.isSet(kCsv) && o->count > 1)
         return QStringLiteral("--csv prints one reading; use --append FILE.csv to collect a run");
+    if (p.isSet(kCondition)) {
+        o->condition = p.value(kCondition).toUpper();
+        if (!QStringList{"M0", "M1", "M2", "M3"}.contains(o->condition))
+            return QStringLiteral("--condition is one of M0, M1, M2 and M3");
+    }
     o->referenceFile = p.value(kReference);
     o->setReference = p.isSet(kSetReference);
     o->average = p.isSet(kAverage);
+    o->json = p.isSet(kJson);
+    o->csv = p.isSet(kCsv);
     o->appendFile = p.value(kAppend);
     o->cgatsFile = p.value(kCgats);
+    o->plotFile = p.value(kPlot);
     return QString();
 }
 
-QString saveReading(const RunOptions& o, const Measurement& reading)
+// Every file the run will write, checked before the instrument measures: a
+// run never ends in a file it cannot write or whose rows would disagree.
+QString checkOutputs(const RunOptions& o)
 {
-    if (!o.appendFile.isEmpty()) {
-        const QString problem = appendReadingCsv(o.appendFile, reading);
-        if (!problem.isEmpty())
-            return problem;
+    for (const QString& path : {o.plotFile, o.appendFile, o.cgatsFile}) {
+        if (!path.isEmpty())
+            if (const QString problem = checkWritable(path); !problem.isEmpty())
+                return problem;
     }
-    if (!o.cgatsFile.isEmpty()) {
-        CgatsTable table;
-        table.descriptor = QStringLiteral("Vireo2 readings, serial %1").arg(reading.instrument.serial);
-        const QString name = illuminant::name(reading.illuminant);
-        table.illuminant = name.section(QLatin1Char('/'), 0, 0);
-        table.observer = name.section(QLatin1Char('/'), 1);
-        table.wavelengths = reading.wavelengths;
-        for (const auto& condition : reading.conditions) {
-            CgatsSample sample;
-            sample.id = QString::number(table.samples.size() + 1);
-            sample.name = condition.name;
-            sample.lab = condition.lab();
-            sample.percent = condition.percent;
-            table.samples.append(sample);
-        }
-        const QString problem = appendCgats(table, o.cgatsFile);
-        if (!problem.isEmpty())
+    if (!o.appendFile.isEmpty())
+        if (const QString problem = checkReadingCsv(o.appendFile, o.illuminant); !problem.isEmpty())
             return problem;
-    }
+    if (!o.cgatsFile.isEmpty())
+        return checkCgatsAppend(spotReadingTable(o.illuminant, o.condition), o.cgatsFile);
     return QString();
 }
 
-// One line per condition: L*a*b*, XYZ and the chromaticity of a run's reading.
-QString readingSummary(const Measurement& m, int number)
+QString saveReading(const RunOptions& o, const Measurement& reading, int number)
 {
-    QString out = QStringLiteral("Reading %1, %2\n").arg(number).arg(m.taken.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
-    for (const auto& c : m.conditions) {
-        out += QStringLiteral("%1  L* %2  a* %3  b* %4   X %5  Y %6  Z %7   x %8  y %9\n")
-                   .arg(c.name.rightJustified(4))
-                   .arg(c.lch[0], 6, 'f', 2).arg(c.lch[1], 7, 'f', 2).arg(c.lch[2], 7, 'f', 2)
-                   .arg(c.xyz[0], 6, 'f', 2).arg(c.xyz[1], 6, 'f', 2).arg(c.xyz[2], 6, 'f', 2)
-                   .arg(c.yxy()[1], 6, 'f', 4).arg(c.yxy()[2], 6, 'f', 4);
-    }
-    return out;
+    if (!o.appendFile.isEmpty())
+        if (const QString problem = appendReadingCsv(o.appendFile, reading); !problem.isEmpty())
+            return problem;
+    if (!o.cgatsFile.isEmpty())
+        return appendSpotReading(o.cgatsFile, reading, o.condition, number);
+    return QString();
 }
 
 QJsonArray differencesJson(const QVector<ConditionDifference>& differences)
@@ -161,63 +160,127 @@ QJsonArray differencesJson(const QVector<ConditionDifference>& differences)
     return out;
 }
 
-// Everything a run collected, printed once it has ended.
-struct RunResult {
-    QVector<Measurement> readings;
-    QVector<QVector<ConditionDifference>> differences; // per reading, when compared
-    Measurement reference;
-    bool compared = false;
+// One reading's colour difference to the reference.
+struct Compared {
+    int reading = 0; // 1-based, in the run
+    QVector<ConditionDifference> differences;
 };
 
-int printRun(const Invocation& call, const RunOptions& o, const RunResult& r)
+// What a run has collected so far.
+struct RunResult {
+    QVector<Measurement> readings;
+    QVector<Compared> compared;
+    Measurement reference;
+    bool hasReference = false;
+
+    QVector<QVector<ConditionDifference>> differences() const
+    {
+        QVector<QVector<ConditionDifference>> all;
+        for (const Compared& c : compared)
+            all.append(c.differences);
+        return all;
+    }
+};
+
+// Text output: each reading as soon as it is taken, with its difference to
+// the reference beneath it.
+void showReading(const RunOptions& o, const RunResult& r)
 {
-    const auto& p = call.parser;
+    if (o.json || o.csv)
+        return;
+    const int number = r.readings.size();
+    const Measurement& reading = r.readings.last();
+    printOut(o.count == 1 ? measurementTable(reading) : readingSummary(reading, QStringLiteral("Reading %1").arg(number)));
+    if (!r.compared.isEmpty() && r.compared.last().reading == number)
+        printOut(QStringLiteral("\nColour difference to the reference, %1\n").arg(illuminant::displayName(o.illuminant))
+                 + differenceTable(r.compared.last().differences));
+    else if (o.setReference && number == 1 && o.count > 1)
+        printOut(QStringLiteral("(the reference for the readings that follow)\n"));
+    printOut(QStringLiteral("\n"));
+}
+
+QJsonObject runDocument(const RunOptions& o, const RunResult& r, const ReadingStatistics& statistics)
+{
+    const bool single = o.count == 1 && r.readings.size() == 1;
+    QJsonObject document;
+    if (single) {
+        document = measurementObject(r.readings.first());
+    } else {
+        QJsonArray readings;
+        for (int i = 0; i < r.readings.size(); ++i) {
+            QJsonObject reading = measurementObject(r.readings.at(i));
+            reading.insert(QStringLiteral("reading"), i + 1);
+            readings.append(reading);
+        }
+        document.insert(QStringLiteral("readings"), readings);
+    }
+    if (!r.compared.isEmpty()) {
+        if (single) {
+            document.insert(QStringLiteral("differences"), differencesJson(r.compared.first().differences));
+        } else {
+            QJsonArray perReading;
+            for (const Compared& c : r.compared)
+                perReading.append(QJsonObject{{QStringLiteral("reading"), c.reading},
+                                              {QStringLiteral("conditions"), differencesJson(c.differences)}});
+            document.insert(QStringLiteral("differences"), perReading);
+        }
+        document.insert(QStringLiteral("mean_differences"), differencesJson(meanDifferences(r.differences())));
+    }
+    if (o.average && statistics.count > 0)
+        document.insert(QStringLiteral("average"), measurementObject(statistics.mean));
+    return document;
+}
+
+// What is printed once the run has ended, however it ended: the JSON or CSV
+// of what was read, the mean difference and the statistics, and the chart.
+int finishRun(const Invocation& call, const RunOptions& o, const RunResult& r, bool complete)
+{
     ReadingStatistics statistics;
-    if (o.average && !r.readings.isEmpty()) {
+    if (o.average && r.readings.size() > 0) {
         const QString problem = readingStatistics(r.readings, &statistics);
         if (!problem.isEmpty())
             return failure(problem);
     }
-    const bool single = r.readings.size() == 1 && o.count == 1;
-    if (p.isSet(kJson)) {
-        QJsonObject document;
-        if (single) {
-            document = measurementObject(r.readings.first());
-        } else {
-            QJsonArray readings;
-            for (const auto& reading : r.readings)
-                readings.append(measurementObject(reading));
-            document.insert(QStringLiteral("readings"), readings);
-        }
-        if (r.compared) {
-            QJsonArray perReading;
-            for (const auto& d : r.differences)
-                perReading.append(differencesJson(d));
-            document.insert(QStringLiteral("differences"), single ? perReading.first() : QJsonValue(perReading));
-            document.insert(QStringLiteral("mean_differences"), differencesJson(meanDifferences(r.differences)));
-        }
-        if (o.average)
-            document.insert(QStringLiteral("average"), measurementObject(statistics.mean));
-        printOut(QString::fromUtf8(QJsonDocument(document).toJson(QJsonDocument::Indented)));
-    } else if (p.isSet(kCsv)) {
+    if (o.json) {
+        printOut(QString::fromUtf8(QJsonDocument(runDocument(o, r, statistics)).toJson(QJsonDocument::Indented)));
+    } else if (o.csv) {
         printOut(measurementCsv(r.readings.first()));
     } else {
-        for (int i = 0; i < r.readings.size(); ++i) {
-            printOut(single ? measurementTable(r.readings.at(i)) : readingSummary(r.readings.at(i), i + 1));
-            if (r.compared && i < r.differences.size())
-                printOut(QStringLiteral("\nColour difference to the reference, %1\n")
-                             .arg(illuminant::displayName(o.illuminant))
-                         + differenceTable(r.differences.at(i)));
-            printOut(QStringLiteral("\n"));
-        }
-        if (r.compared && r.differences.size() > 1)
-            printOut(QStringLiteral("Mean colour difference over %1 readings\n").arg(r.differences.size())
-                     + differenceTable(meanDifferences(r.differences)) + QStringLiteral("\n"));
+        if (r.compared.size() > 1)
+            printOut(QStringLiteral("Mean colour difference over %1 readings\n").arg(r.compared.size())
+                     + differenceTable(meanDifferences(r.differences())) + QStringLiteral("\n"));
         if (o.average)
             printOut(statisticsTable(statistics));
     }
-    if (p.isSet(kPlot) && !r.readings.isEmpty())
-        return writeChart(o.average ? statistics.mean : r.readings.last(), p.value(kPlot), call.context.quiet);
+    if (!o.plotFile.isEmpty() && complete)
+        return writeChart(o.average ? statistics.mean : r.readings.last(), o.plotFile, call.context.quiet);
+    return ExitOk;
+}
+
+// Takes, keeps and shows one reading. ExitOk, or the failure already printed.
+int takeOne(const RunOptions& o, const InstrumentInfo& instrument, int number, bool quiet, RunResult* r, bool* ended)
+{
+    const int taken = takeReading(o.trigger, number, o.count, quiet, o.buttonWait);
+    if (taken == 0) {
+        *ended = true;
+        return ExitOk;
+    }
+    if (taken < 0)
+        return IsConnected() || r->readings.isEmpty() ? libraryFailure() : failure(QStringLiteral("the instrument is no longer connected"));
+    Measurement reading;
+    if (const QString problem = reading.readFromLibrary(o.illuminant); !problem.isEmpty())
+        return failure(problem);
+    reading.instrument = instrument;
+    if (o.setReference && number == 1) {
+        r->reference = reading;
+        r->hasReference = true;
+    } else if (r->hasReference) {
+        r->compared.append(Compared{number, compareReadings(r->reference, reading)});
+    }
+    r->readings.append(reading);
+    showReading(o, *r);
+    if (const QString saved = saveReading(o, reading, number); !saved.isEmpty())
+        return failure(saved);
     return ExitOk;
 }
 
@@ -229,46 +292,37 @@ int run(const Invocation& call)
     const QString usage = parseRunOptions(call.parser, &o);
     if (!usage.isEmpty())
         return usageError(usage, QStringLiteral("measure"));
+    if (const QString problem = checkOutputs(o); !problem.isEmpty())
+        return failure(problem);
 
     RunResult r;
     if (!o.referenceFile.isEmpty()) {
         const QString problem = loadReference(o.referenceFile, o.illuminant, &r.reference);
         if (!problem.isEmpty())
             return failure(problem);
-        r.compared = true;
+        r.hasReference = true;
     }
 
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
         return session.connectFailure();
     const InstrumentInfo instrument = InstrumentInfo::read(session.target());
-    for (int number = 1; number <= o.count; ++number) {
-        const int taken = takeReading(o.trigger, number, o.count, call.context.quiet, o.buttonWait);
-        if (taken == 0)
-            break;
-        if (taken < 0)
-            return r.readings.isEmpty() || IsConnected() ? libraryFailure() : ExitFailure;
-        Measurement reading;
-        const QString problem = reading.readFromLibrary(o.illuminant);
-        if (!problem.isEmpty())
-            return failure(problem);
-        reading.instrument = instrument;
-        if (o.setReference && number == 1) {
-            r.reference = reading;
-            r.compared = true;
-        } else if (r.compared) {
-            r.differences.append(compareReadings(r.reference, reading));
+    bool ended = false;
+    for (int number = 1; number <= o.count && !ended; ++number) {
+        const int status = takeOne(o, instrument, number, call.context.quiet, &r, &ended);
+        if (status != ExitOk) {
+            // What was read stays on screen and in the files.
+            if (!r.readings.isEmpty()) {
+                finishRun(call, o, r, false);
+                printErr(QStringLiteral("vireo2: the run stopped after %1 of %2 readings; those are kept\n")
+                             .arg(r.readings.size()).arg(o.count));
+            }
+            return status;
         }
-        const QString saved = saveReading(o, reading);
-        if (!saved.isEmpty())
-            return failure(saved);
-        r.readings.append(reading);
     }
     if (r.readings.isEmpty())
         return failure(QStringLiteral("the run ended before the first reading"));
-    if (o.setReference && r.differences.isEmpty())
-        r.compared = false; // nothing was compared with the reading taken as reference
-    return printRun(call, o, r);
+    return finishRun(call, o, r, true);
 }
 
 } // namespace
@@ -289,8 +343,14 @@ Subcommand measureCommand()
         "or button (the instrument's own button). With --reference FILE (an earlier\n"
         "--json or --cgats output) or --set-reference (the run's first reading) it\n"
         "prints dE76, dE94, dE2000 and CMC(2:1) per condition and their mean; with\n"
-        "--average the mean and standard deviation of every value. --append and\n"
-        "--cgats add each reading to a file, so a day's readings collect in one.\n"
+        "--average the mean and standard deviation of every value. Each reading is\n"
+        "printed as it is taken; a run that fails keeps what it read.\n"
+        "\n"
+        "--append adds each reading to a CSV log (a row per condition with its time,\n"
+        "illuminant, XYZ, L*a*b* and spectrum); --cgats adds one row per reading (its\n"
+        "--condition, number and time) to a CGATS file, so a day's readings collect\n"
+        "in one. A file of other readings (another illuminant, condition or kind) is\n"
+        "refused before the instrument measures.\n"
         "\n"
         "Illuminants:\n%1")
                               .arg(illuminantList());
@@ -312,8 +372,9 @@ Subcommand measureCommand()
         QCommandLineOption(kAverage, QStringLiteral("Print the mean and standard deviation of the readings.")),
         QCommandLineOption(kAppend, QStringLiteral("Append one row per condition and reading to a CSV file."),
                            QStringLiteral("FILE.csv")),
-        QCommandLineOption(kCgats, QStringLiteral("Append the readings to a CGATS file (LAB and SPEC_400..700)."),
+        QCommandLineOption(kCgats, QStringLiteral("Append each reading to a CGATS file: one row of --condition."),
                            QStringLiteral("FILE")),
+        QCommandLineOption(kCondition, QStringLiteral("Condition of the CGATS rows: M0..M3 (M1)."), QStringLiteral("M")),
     };
     command.connects = true;
     command.run = run;

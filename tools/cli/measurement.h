@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDateTime>
+#include <QJsonObject>
 #include <QString>
 #include <QVector>
 #include <array>
@@ -28,6 +29,7 @@ struct Measurement {
     QVector<int> wavelengths; // nm
     QVector<ConditionReading> conditions;
     QDateTime taken; // when the reading arrived, local time
+    QString label;   // what a file called it ("reading 3", "S0P5"), may be empty
 
     // Reads every condition's spectrum from the library and computes its
     // colour values. Returns an empty text on success, else what went wrong.
@@ -45,6 +47,8 @@ struct Measurement {
 // values are recomputed under `illuminantIndex`). Returns an empty text on
 // success.
 QString readMeasurementJson(const QByteArray& json, int illuminantIndex, Measurement* measurement);
+// The same for one reading's object of such a document.
+QString readMeasurementObject(const QJsonObject& object, int illuminantIndex, Measurement* measurement);
 
 // The library hands out reflectance factors (1.0 = the white standard); the
 // colour functions, tables and charts work in percent.

@@ -12,6 +12,10 @@ namespace vireo2::cli {
 // per condition under the measurement's illuminant.
 QString measurementTable(const Measurement& measurement);
 
+// One line per condition under a title ("Reading 2"): L*a*b*, XYZ and the
+// chromaticity, for runs of several readings.
+QString readingSummary(const Measurement& measurement, const QString& title);
+
 // For programs: one JSON object with the instrument, the illuminant and every
 // condition's wavelengths, values, lab and lch.
 QByteArray measurementJson(const Measurement& measurement);

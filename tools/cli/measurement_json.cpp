@@ -64,6 +64,11 @@ QString readMeasurementJson(const QByteArray& json, int illuminantIndex, Measure
     QJsonObject object = document.object();
     if (object.contains(QStringLiteral("readings")))
         object = object.value(QStringLiteral("readings")).toArray().first().toObject();
+    return readMeasurementObject(object, illuminantIndex, m);
+}
+
+QString readMeasurementObject(const QJsonObject& object, int illuminantIndex, Measurement* m)
+{
     if (object.value(QStringLiteral("unit")).toString() != QLatin1String("percent"))
         return QStringLiteral("not a reading of 'vireo2 measure --json' (no \"unit\": \"percent\")");
     Measurement result;

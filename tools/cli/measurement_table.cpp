@@ -79,4 +79,20 @@ QString measurementTable(const Measurement& m)
     return title + spectraSection(m) + QLatin1Char('\n') + colourSection(m);
 }
 
+QString readingSummary(const Measurement& m, const QString& title)
+{
+    QString out = title;
+    if (m.taken.isValid())
+        out += QStringLiteral(", ") + m.taken.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+    out += QLatin1Char('\n');
+    for (const auto& c : m.conditions) {
+        out += QStringLiteral("%1  L* %2  a* %3  b* %4   X %5  Y %6  Z %7   x %8  y %9\n")
+                   .arg(c.name.rightJustified(4))
+                   .arg(c.lch[0], 6, 'f', 2).arg(c.lch[1], 7, 'f', 2).arg(c.lch[2], 7, 'f', 2)
+                   .arg(c.xyz[0], 6, 'f', 2).arg(c.xyz[1], 6, 'f', 2).arg(c.xyz[2], 6, 'f', 2)
+                   .arg(c.yxy()[1], 6, 'f', 4).arg(c.yxy()[2], 6, 'f', 4);
+    }
+    return out;
+}
+
 } // namespace vireo2::cli

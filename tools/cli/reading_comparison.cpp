@@ -1,11 +1,10 @@
 #include "reading_comparison.h"
 
-#include <QFile>
 #include <algorithm>
 #include <QMap>
 #include <QStringList>
 
-#include "cgats_writer.h"
+#include "reading_files.h"
 #include "vireo2_colour.h"
 
 namespace vireo2::cli {
@@ -25,35 +24,6 @@ ConditionDifference difference(const ConditionReading& reference, const Conditio
     Vireo2_DeltaE2000(ref.data(), smp.data(), &d.de2000);
     Vireo2_DeltaECMC(ref.data(), smp.data(), 2.0, 1.0, &d.cmc);
     return d;
-}
-
-// A CGATS file of `vireo2 measure --cgats` names each sample by its
-// condition ("M1" or "3 M1"); the first sample of each condition is taken.
-QString referenceFromCgats(const QString& path, int illuminantIndex, Measurement* reference)
-{
-    CgatsTable table;
-    const QString problem = readCgats(path, &table);
-    if (!problem.isEmpty())
-        return problem;
-    if (table.wavelengths.size() != 31)
-        return QStringLiteral("%1 has no 31 spectral columns (SPEC_400..SPEC_700)").arg(path);
-    Measurement result;
-    result.wavelengths = table.wavelengths;
-    for (const auto& sample : table.samples) {
-        const QString name = sample.name.section(QLatin1Char(' '), -1);
-        if (name.isEmpty() || result.condition(name))
-            continue;
-        ConditionReading condition;
-        condition.name = name;
-        condition.percent = sample.percent;
-        result.conditions.append(condition);
-    }
-    if (result.conditions.isEmpty())
-        return QStringLiteral("%1 has no samples named by condition").arg(path);
-    const QString recomputed = result.recompute(illuminantIndex);
-    if (recomputed.isEmpty())
-        *reference = result;
-    return recomputed;
 }
 
 } // namespace
@@ -110,14 +80,12 @@ QVector<ConditionDifference> meanDifferences(const QVector<QVector<ConditionDiff
 
 QString loadReference(const QString& path, int illuminantIndex, Measurement* reference)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QStringLiteral("cannot read the reference %1: %2").arg(path, file.errorString());
-    const QByteArray start = file.peek(64).trimmed();
-    if (start.startsWith('{'))
-        return readMeasurementJson(file.readAll(), illuminantIndex, reference);
-    file.close();
-    return referenceFromCgats(path, illuminantIndex, reference);
+    QVector<Measurement> readings;
+    QString kind;
+    const QString problem = loadReadings(path, illuminantIndex, &readings, &kind);
+    if (problem.isEmpty())
+        *reference = readings.first();
+    return problem;
 }
 
 } // namespace vireo2::cli

@@ -26,8 +26,8 @@ QString differenceTable(const QVector<ConditionDifference>& differences);
 // The mean of each formula per condition over several comparisons.
 QVector<ConditionDifference> meanDifferences(const QVector<QVector<ConditionDifference>>& runs);
 
-// Loads a reference: a `vireo2 measure --json` file or a CGATS file written
-// by `vireo2 measure --cgats` (its first reading). Empty text on success.
+// Loads a reference: the first reading of any file vireo2 writes (see
+// loadReadings). Empty text on success.
 QString loadReference(const QString& path, int illuminantIndex, Measurement* reference);
 
 } // namespace vireo2::cli

@@ -4,6 +4,7 @@
 #include "illuminant.h"
 #include "instrument_session.h"
 #include "library_error.h"
+#include "output_path.h"
 #include "strip_output.h"
 #include "strip_scan.h"
 #include "subcommand.h"
@@ -94,14 +95,26 @@ int run(const Invocation& call)
     if (!usage.isEmpty())
         return usageError(usage, QStringLiteral("scan"));
 
+    // The files are checked before the instrument scans.
+    StripScan scan;
+    scan.condition = o.condition;
+    scan.illuminant = o.illuminant;
+    scan.patchWidth = o.request.patchWidth;
+    for (const QString& name : {kCgats, kPlot}) {
+        if (call.parser.isSet(name))
+            if (const QString problem = checkWritable(call.parser.value(name)); !problem.isEmpty())
+                return failure(problem);
+    }
+    if (call.parser.isSet(kCgats))
+        if (const QString problem = checkCgatsAppend(stripCgatsHeader(scan), call.parser.value(kCgats));
+            !problem.isEmpty())
+            return failure(problem);
+
     if (!chooseScanMode(o.request))
         return libraryFailure();
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
         return session.connectFailure();
-    StripScan scan;
-    scan.condition = o.condition;
-    scan.illuminant = o.illuminant;
     const QString problem = scanStrips(o.request, &scan);
     if (!problem.isEmpty()) {
         if (GetLastErrorCode() != 0)

@@ -108,7 +108,7 @@ QString stripCsv(const StripScan& scan)
     return text;
 }
 
-QString appendStripCgats(const StripScan& scan, const QString& path)
+CgatsTable stripCgatsHeader(const StripScan& scan)
 {
     CgatsTable table;
     table.descriptor = QStringLiteral("Vireo2 strip scan, %1 mm patches").arg(scan.patchWidth);
@@ -116,7 +116,14 @@ QString appendStripCgats(const StripScan& scan, const QString& path)
     table.illuminant = name.section(QLatin1Char('/'), 0, 0);
     table.observer = name.section(QLatin1Char('/'), 1);
     table.condition = conditionName(scan.condition);
+    table.kind = QStringLiteral("strip");
     table.wavelengths = wavelengths();
+    return table;
+}
+
+QString appendStripCgats(const StripScan& scan, const QString& path)
+{
+    CgatsTable table = stripCgatsHeader(scan);
     for (const StripPatch& p : scan.patches) {
         CgatsSample sample;
         sample.id = QString::number(table.samples.size() + 1);

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include "cgats_writer.h"
 #include "strip_scan.h"
 
 namespace vireo2::cli {
@@ -13,6 +14,9 @@ QString stripTable(const StripScan& scan);
 QByteArray stripJson(const StripScan& scan);
 // CSV: a header row, one row per patch with the chosen condition's spectrum.
 QString stripCsv(const StripScan& scan);
+// The header of a strip's CGATS file (kind, condition, illuminant), without
+// rows: what an existing file must match before a scan adds to it.
+CgatsTable stripCgatsHeader(const StripScan& scan);
 // Adds the patches to a CGATS file (ids continue after the file's last one).
 // An empty text on success.
 QString appendStripCgats(const StripScan& scan, const QString& path);
