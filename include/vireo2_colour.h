@@ -12,8 +12,10 @@
  *    odd = 10 degree observer of the same illuminant:
  *    0/1 A, 2/3 C, 4/5 D50, 6/7 D65, 8/9 F2, 10/11 F7, 12/13 F11, 14/15 F12,
  *    16/17 D75.
- *  - Each function returns 1 on success and 0 when a pointer is null or an
- *    index is outside 0..17; on failure nothing is written to the outputs.
+ *  - Each function returns 1 on success and 0 when a pointer is null, an
+ *    index is outside 0..17, an input value is NaN or infinite, or a result
+ *    would not be a finite number; on failure nothing is written to the
+ *    outputs (Vireo2_SpectraToLab: see there).
  *  - Functions hold no state: callable from any thread, never throw, and
  *    independent of the host's locale.
  */
@@ -52,7 +54,8 @@ VIREO2_COLOUR_API int Vireo2_SpectrumToLabCh(const double spectrum[31], int inde
  *  `spectra` holds `count` percent spectra of 31 values one after the other,
  *  `lab` receives 3 * count values (L*, a*, b* of spectrum k at 3k). Results
  *  match Vireo2_SpectrumToLab to within 1e-12. count 0 succeeds and writes
- *  nothing; a negative count fails. */
+ *  nothing; a negative count fails. A spectrum holding NaN or infinity fails
+ *  the whole call (0) and sets every value of `lab` to NaN. */
 VIREO2_COLOUR_API int Vireo2_SpectraToLab(const double* spectra, int count, int index, double* lab);
 
 /** CIE 1976 L*, a*, b* of X, Y, Z against the white point of index. */

@@ -6,6 +6,8 @@
 #include "vireo2_colour.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <cstring>
 
 #include "colour/batch_conversion.h"
@@ -34,6 +36,41 @@ void copyOut(const Array& values, double* out) noexcept
     std::copy(values.begin(), values.end(), out);
 }
 
+// Inputs: a value that is not finite has no colour, and would come out as a
+// NaN presented as a result.
+constexpr int kSpectrum = 31;
+constexpr int kTriple = 3;
+
+bool finite(const double* values, int count) noexcept
+{
+    return std::all_of(values, values + count, [](double v) { return std::isfinite(v); });
+}
+
+// Outputs: finite inputs far outside any reflectance (1e300) can still
+// overflow; such a result is refused, not handed out.
+template <typename Array>
+bool finite(const Array& values) noexcept
+{
+    return std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); });
+}
+
+template <typename Array>
+bool copyOutFinite(const Array& values, double* out) noexcept
+{
+    if (!finite(values))
+        return false;
+    copyOut(values, out);
+    return true;
+}
+
+bool finiteValue(double value, double* out) noexcept
+{
+    if (!std::isfinite(value))
+        return false;
+    *out = value;
+    return true;
+}
+
 }  // namespace
 
 extern "C" {
@@ -41,30 +78,27 @@ extern "C" {
 VIREO2_COLOUR_API int Vireo2_SpectrumToXYZ(const double spectrum[31], int index, double xyz[3])
 {
     return guarded([&] {
-        if (!spectrum || !xyz || !IsValidIlluminant(index))
+        if (!spectrum || !xyz || !IsValidIlluminant(index) || !finite(spectrum, kSpectrum))
             return false;
-        copyOut(SpectrumToXYZ(spectrum, index), xyz);
-        return true;
+        return copyOutFinite(SpectrumToXYZ(spectrum, index), xyz);
     });
 }
 
 VIREO2_COLOUR_API int Vireo2_SpectrumToLab(const double spectrum[31], int index, int hunter, double lab[3])
 {
     return guarded([&] {
-        if (!spectrum || !lab || !IsValidIlluminant(index))
+        if (!spectrum || !lab || !IsValidIlluminant(index) || !finite(spectrum, kSpectrum))
             return false;
-        copyOut(SpectrumToLab(spectrum, index, hunter != 0), lab);
-        return true;
+        return copyOutFinite(SpectrumToLab(spectrum, index, hunter != 0), lab);
     });
 }
 
 VIREO2_COLOUR_API int Vireo2_SpectrumToLabCh(const double spectrum[31], int index, int hunter, double lch[5])
 {
     return guarded([&] {
-        if (!spectrum || !lch || !IsValidIlluminant(index))
+        if (!spectrum || !lch || !IsValidIlluminant(index) || !finite(spectrum, kSpectrum))
             return false;
-        copyOut(SpectrumToLabCh(spectrum, index, hunter != 0), lch);
-        return true;
+        return copyOutFinite(SpectrumToLabCh(spectrum, index, hunter != 0), lch);
     });
 }
 
@@ -80,30 +114,27 @@ VIREO2_COLOUR_API int Vireo2_SpectraToLab(const double* spectra, int count, int 
 VIREO2_COLOUR_API int Vireo2_XYZToLab(const double xyz[3], int index, double lab[3])
 {
     return guarded([&] {
-        if (!xyz || !lab || !IsValidIlluminant(index))
+        if (!xyz || !lab || !IsValidIlluminant(index) || !finite(xyz, kTriple))
             return false;
-        copyOut(XYZToLab(xyz[0], xyz[1], xyz[2], index), lab);
-        return true;
+        return copyOutFinite(XYZToLab(xyz[0], xyz[1], xyz[2], index), lab);
     });
 }
 
 VIREO2_COLOUR_API int Vireo2_DeltaE76(const double lab1[3], const double lab2[3], double* de)
 {
     return guarded([&] {
-        if (!lab1 || !lab2 || !de)
+        if (!lab1 || !lab2 || !de || !finite(lab1, kTriple) || !finite(lab2, kTriple))
             return false;
-        *de = DeltaE(lab1, lab2);
-        return true;
+        return finiteValue(DeltaE(lab1, lab2), de);
     });
 }
 
 VIREO2_COLOUR_API int Vireo2_DeltaE2000(const double lab1[3], const double lab2[3], double* de)
 {
     return guarded([&] {
-        if (!lab1 || !lab2 || !de)
+        if (!lab1 || !lab2 || !de || !finite(lab1, kTriple) || !finite(lab2, kTriple))
             return false;
-        *de = DeltaE2000(lab1, lab2);
-        return true;
+        return finiteValue(DeltaE2000(lab1, lab2), de);
     });
 }
 
@@ -111,11 +142,10 @@ VIREO2_COLOUR_API int Vireo2_DeltaE94(const double reference[3], const double sa
                                       double* de)
 {
     return guarded([&] {
-        if (!reference || !sample || !de)
+        if (!reference || !sample || !de || !finite(reference, kTriple) || !finite(sample, kTriple))
             return false;
-        *de = DeltaE94(reference, sample,
-                       textiles ? Cie94Application::Textiles : Cie94Application::GraphicArts);
-        return true;
+        return finiteValue(
+            DeltaE94(reference, sample, textiles ? Cie94Application::Textiles : Cie94Application::GraphicArts), de);
     });
 }
 
@@ -123,10 +153,10 @@ VIREO2_COLOUR_API int Vireo2_DeltaECMC(const double reference[3], const double s
                                        double* de)
 {
     return guarded([&] {
-        if (!reference || !sample || !de || !(l > 0.0) || !(c > 0.0))
+        if (!reference || !sample || !de || !(l > 0.0) || !(c > 0.0) || !std::isfinite(l) || !std::isfinite(c) ||
+            !finite(reference, kTriple) || !finite(sample, kTriple))
             return false;
-        *de = DeltaECMC(reference, sample, l, c);
-        return true;
+        return finiteValue(DeltaECMC(reference, sample, l, c), de);
     });
 }
 
@@ -134,20 +164,19 @@ VIREO2_COLOUR_API int Vireo2_MetamerismIndex(const double standard[31], const do
                                              int index2, double* mi)
 {
     return guarded([&] {
-        if (!standard || !sample || !mi || !IsValidIlluminant(index1) || !IsValidIlluminant(index2))
+        if (!standard || !sample || !mi || !IsValidIlluminant(index1) || !IsValidIlluminant(index2) ||
+            !finite(standard, kSpectrum) || !finite(sample, kSpectrum))
             return false;
-        *mi = MetamerismIndex(standard, sample, index1, index2);
-        return true;
+        return finiteValue(MetamerismIndex(standard, sample, index1, index2), mi);
     });
 }
 
 VIREO2_COLOUR_API int Vireo2_StrengthSum(const double standard[31], const double sample[31], double* strength)
 {
     return guarded([&] {
-        if (!standard || !sample || !strength)
+        if (!standard || !sample || !strength || !finite(standard, kSpectrum) || !finite(sample, kSpectrum))
             return false;
-        *strength = StrengthSum(standard, sample);
-        return true;
+        return finiteValue(StrengthSum(standard, sample), strength);
     });
 }
 

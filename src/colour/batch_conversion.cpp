@@ -1,6 +1,8 @@
 #include "colour/batch_conversion.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <cstdint>
 #include <cstring>
 
@@ -57,6 +59,12 @@ bool SpectraToLab(const double* spectra, std::size_t count, int index, double* l
             x += s[i] * wx[i];
             y += s[i] * wy[i];
             z += s[i] * wz[i];
+        }
+        // NaN or infinity anywhere in the spectrum reaches the sums (also
+        // through a zero weight: inf * 0 is NaN).
+        if (!std::isfinite(x + y + z)) {
+            std::fill(labValues, labValues + 3 * count, std::numeric_limits<double>::quiet_NaN());
+            return false;
         }
         x *= toX;
         y *= toY;

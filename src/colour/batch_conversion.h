@@ -12,7 +12,9 @@ namespace vireo2::colour {
 // (fastCubeRoot) instead of by the C library. (A ratio to the white within
 // rounding of the 0.008856 threshold may take the other branch of the L*a*b*
 // function, which is continuous there to 1e-6.) Nothing is written for an
-// invalid index; returns false then.
+// invalid index; returns false then. A spectrum holding NaN or infinity
+// fails the whole batch: false, and every output is NaN, so no value of a
+// failed batch can pass for a colour.
 bool SpectraToLab(const double* spectra, std::size_t count, int index, double* lab) noexcept;
 
 // The cube root of a positive finite x to full double precision (two Halley

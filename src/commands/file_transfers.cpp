@@ -7,7 +7,9 @@
 
 #include "commands/command_context.h"
 #include "commands/command_handlers.h"
+#include "commands/command_error.h"
 #include "commands/object_transfer.h"
+#include "settings/bounded_file.h"
 #include "settings/log_helper.h"
 #include "transport/reply_parser.h"
 
@@ -24,6 +26,10 @@ constexpr int kPacketBytes = 1000000;
 constexpr int kPacketTimeoutMs = 30000;
 constexpr int kDigestPollMs = 10000;
 constexpr int kDigestDeadlineMs = 20000;
+// Firmware images and clones go out whole from memory (the chunks are cut
+// from one copy); neither comes near this, and a larger file is refused
+// before it is read.
+constexpr qint64 kLargestTransferFile = 256 * 1024 * 1024;
 
 const QString kCloneDone = QStringLiteral("CLONE 0x00");
 const QString kCloneFailed = QStringLiteral("CLONE 0x01");
@@ -39,10 +45,18 @@ void appendToFile(const QString& path, const QByteArray& bytes)
         file.write(bytes);
 }
 
-QByteArray readWhole(const QString& path)
+// A file that cannot be opened reads as empty (and goes out as one empty
+// chunk); one over kLargestTransferFile records 20503 and gives false.
+bool readTransferFile(CommandContext& context, const QString& path, const char* operation, QByteArray* bytes)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    if (BoundedFile::read(path, kLargestTransferFile, bytes) != BoundedFile::TooLarge)
+        return true;
+    context.host.log().LogErrorOnly(kInvalidArgument,
+                                    QStringLiteral("FAILED %1: File larger than %2 bytes: %3")
+                                        .arg(QLatin1String(operation))
+                                        .arg(kLargestTransferFile)
+                                        .arg(path));
+    return false;
 }
 
 using transfer::payloadOf;
@@ -85,8 +99,10 @@ QString userProfileGet(CommandContext& context)
 
 QString userProfileSet(CommandContext& context)
 {
-    return transfer::push(context, readWhole(context.line.word(1)), QStringLiteral("clone send"),
-                          QStringLiteral("clone restore"), kCloneChunk);
+    QByteArray clone;
+    if (!readTransferFile(context, context.line.word(1), "userProfileSet", &clone))
+        return QString();
+    return transfer::push(context, clone, QStringLiteral("clone send"), QStringLiteral("clone restore"), kCloneChunk);
 }
 
 // systemupdate PATH: a path with blanks must come after ";" — with blanks
@@ -110,8 +126,13 @@ QString systemUpdate(CommandContext& context)
         log.WriteLine(QStringLiteral("Waiting for checkstatus"));
         QThread::msleep(kPollMs);
     }
-    const QList<QByteArray> packets =
-        transfer::pushMessages(readWhole(path), QStringLiteral("system update"), kPacketBytes);
+    QByteArray image;
+    if (!readTransferFile(context, path, "systemUpdate", &image)) {
+        log.WriteLine(QStringLiteral("UPDATE FILE TOO LARGE"));
+        return finish(kUpdateFailed);
+    }
+    const QList<QByteArray> packets = transfer::pushMessages(image, QStringLiteral("system update"), kPacketBytes);
+    image.clear();
     QString replies;
     for (int i = 0; i < packets.size(); ++i) {
         log.WriteLine(QStringLiteral("SYSTEM UPDATE SENDING PACKET: %1 of %2").arg(i).arg(packets.size()));

@@ -26,17 +26,35 @@ QString backupOrRestore(CommandContext&)
     return QString();
 }
 
-// sendcommand COMMAND [TIMEOUT]: a last word that is a positive number is
-// the timeout (raised to at least 3 s), otherwise part of the command. The
-// answer is the instrument's raw reply.
+// The two forms users write:
+//  - sendcommand;COMMAND[;TIMEOUT]: the fields are what they say; a timeout
+//    that is not a whole number is refused rather than sent as text;
+//  - sendcommand COMMAND [TIMEOUT]: a last word that is a positive number is
+//    the timeout, otherwise part of the command.
+// Timeouts below 3 s are raised to 3 s. The answer is the instrument's raw
+// reply.
 QString sendCommand(CommandContext& context)
 {
-    const QString& text = context.line.text();
-    const int first = text.indexOf(QLatin1Char(' '));
-    const int last = text.lastIndexOf(QLatin1Char(' '));
-    const int timeoutMs = text.mid(last + 1).toInt();
-    const QString command =
-        timeoutMs > 0 ? text.mid(first + 1, qMax(0, last - first - 1)) : text.mid(first + 1);
+    const CommandLine& line = context.line;
+    QString command;
+    int timeoutMs = 0;
+    if (line.text().contains(QLatin1Char(';'))) {
+        if (line.size() > 3)
+            throw ArgumentFault{kInvalidArgument};
+        command = line.word(1);
+        const QString timeout = line.word(2).trimmed();
+        bool ok = true;
+        if (!timeout.isEmpty())
+            timeoutMs = timeout.toInt(&ok);
+        if (!ok)
+            throw ArgumentFault{kInvalidArgument};
+    } else {
+        const QString& text = line.text();
+        const int first = text.indexOf(QLatin1Char(' '));
+        const int last = text.lastIndexOf(QLatin1Char(' '));
+        timeoutMs = text.mid(last + 1).toInt();
+        command = timeoutMs > 0 ? text.mid(first + 1, qMax(0, last - first - 1)) : text.mid(first + 1);
+    }
     if (command.isEmpty())
         throw ArgumentFault{kMissingArguments};
     return context.host.sendCommand(command, timeoutMs);

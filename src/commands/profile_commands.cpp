@@ -1,12 +1,12 @@
 // storeprofile / retrieveprofile: a NetAdjuster correction profile written
 // into the instrument from its ".pro"/".pr2" file pair, and read back.
-#include <QFile>
 #include <QThread>
 
 #include "commands/command_context.h"
 #include "commands/command_error.h"
 #include "commands/command_handlers.h"
 #include "commands/profile_file.h"
+#include "settings/bounded_file.h"
 #include "settings/log_helper.h"
 
 namespace vireo2 {
@@ -35,10 +35,11 @@ void refuse(CommandContext& context, qint32 code, const char* text)
 
 void storeFile(CommandContext& context, const QString& path, int fileIndex)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    QByteArray bytes;
+    const BoundedFile::Outcome read = BoundedFile::read(path, ProfileFile::kLargestSize, &bytes);
+    if (read == BoundedFile::CannotOpen)
         refuse(context, kInvalidPath, "FAILED storeProfile: Invalid path");
-    const auto profile = ProfileFile::parse(file.readAll());
+    const auto profile = ProfileFile::parse(bytes);
     if (!profile)
         refuse(context, kInvalidProfile, "FAILED storeProfile: Invalid NetProfile");
 

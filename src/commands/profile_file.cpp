@@ -9,8 +9,9 @@ namespace {
 
 constexpr int kTableValues = 400;
 constexpr int kTableBytes = kTableValues * 4;
-constexpr double kFirstOleDay = -657434.0;  // 0100-01-01
-constexpr double kLastOleDay = 2958466.0;   // 10000-01-01
+constexpr double kFirstOleDay = 36526.0;  // 2000-01-01
+constexpr double kLastOleDay = 73051.0;   // 2100-01-01
+constexpr float kLargestVersion = 100.0f;
 
 template <typename T>
 T readAt(const QByteArray& bytes, qint64 at)
@@ -38,19 +39,31 @@ double doubleAt(const QByteArray& bytes, qint64 at)
 
 } // namespace
 
+bool ProfileFile::holdsOnlyFiniteValues() const
+{
+    for (const auto& condition : conditions)
+        for (const auto& array : condition)
+            for (float value : array)
+                if (!std::isfinite(value))
+                    return false;
+    return true;
+}
+
 std::optional<ProfileFile> ProfileFile::parse(const QByteArray& bytes)
 {
     const qint64 size = bytes.size();
-    if (size < kMinimumSize)
+    if (size < kMinimumSize || size > kLargestSize)
         return std::nullopt;
     ProfileFile profile;
     profile.version = floatAt(bytes, 0);
+    if (!(profile.version > 0.0f && profile.version < kLargestVersion))
+        return std::nullopt;
     const qint64 first = readAt<qint32>(bytes, 16);
     if (first < 0 || 33 + first > size)
         return std::nullopt;
     profile.createdOleDate = doubleAt(bytes, 20 + first);
-    // A date the calendar cannot hold (not finite, before year 100 or after
-    // 9999) makes the file unusable rather than the conversion undefined.
+    // The instrument takes the year as two digits: a date outside
+    // 2000-2099 (an all-zero file holds 1899-12-30) cannot be sent.
     if (!std::isfinite(profile.createdOleDate) || profile.createdOleDate < kFirstOleDay
         || profile.createdOleDate >= kLastOleDay)
         return std::nullopt;
@@ -68,6 +81,8 @@ std::optional<ProfileFile> ProfileFile::parse(const QByteArray& bytes)
         profile.conditions[1][Bandwidth][size_t(k)] = value(320 + group);
         profile.conditions[0][Bandwidth][size_t(k)] = value(360 + group);
     }
+    if (!profile.holdsOnlyFiniteValues())
+        return std::nullopt;
     return profile;
 }
 

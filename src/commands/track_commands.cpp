@@ -2,6 +2,7 @@
 // track link, homing, the paper reference, replay, and the results of the
 // last traverse.
 #include <QThread>
+#include <cmath>
 #include <limits>
 
 #include "commands/command_context.h"
@@ -23,12 +24,15 @@ constexpr qint32 kBatteryLow = 21253;         // 0x5305
 constexpr qint32 kInstrumentStatus = 20507;   // 0x501B
 constexpr qint32 kBatteryStatus = 0x1B;
 constexpr int kMoreData = 2;
+// Strips of one sheet: each is its own traverse and its own strip files.
+constexpr int kMostStrips = 1000;
 
+// A decimal number; "nan", "inf" and overflowing text are refused.
 double numberArgument(const QString& word)
 {
     bool ok = false;
     const double value = word.toDouble(&ok);
-    if (!ok)
+    if (!ok || !std::isfinite(value))
         throw ArgumentFault{kInvalidArgument};
     return value;
 }
@@ -109,13 +113,16 @@ QString autoScanStart(CommandContext& context)
 
 // "multistripconfig N W S": a sheet of S strips of N patches of W mm; the
 // track is configured for one strip, each strip is then one autoscanstart.
+// A strip longer than the track's traverse cannot be scanned.
 QString multiStripConfig(CommandContext& context)
 {
     bool countOk = false, stripsOk = false;
     const int count = context.line.word(1).toInt(&countOk);
     const double width = numberArgument(context.line.word(2));
     const int strips = context.line.word(3).toInt(&stripsOk);
-    if (!countOk || !stripsOk || count < 1 || strips < 1)
+    if (!countOk || !stripsOk || count < 1 || strips < 1 || strips > kMostStrips)
+        throw ArgumentFault{kInvalidArgument};
+    if (width > 0.0 && double(count) * width > Vireo2Scanning::kMaximumTraverse)
         throw ArgumentFault{kInvalidArgument};
     if (!context.host.scanning().configure(count, width))
         context.fail();

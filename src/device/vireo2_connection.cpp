@@ -1,5 +1,6 @@
 // Connecting, identifying and disconnecting the instrument.
 #include "device/vireo2.h"
+#include "transport/network_address.h"
 #include "scanning/vireo2_scanning.h"
 #include "threading/locks.h"
 
@@ -34,15 +35,15 @@ int attemptLimit(const QString& value)
     return ok && attempts >= 1 && attempts <= 5 ? attempts : kDefaultAttempts;
 }
 
-// A configured "host:port" keeps its port; any other address gets the
-// instrument's port appended.
-QByteArray withInstrumentPort(const QString& address)
+const QByteArray kTrackPort = QByteArrayLiteral(":23");
+
+// A configured "host:port" keeps its port (an impossible one is then
+// refused when the link opens, never wrapped); any other address gets
+// `port` appended.
+QByteArray withPort(const QString& address, const QByteArray& port)
 {
     const QByteArray host = address.trimmed().toUtf8();
-    bool numericPort = false;
-    if (host.count(':') == 1)
-        host.mid(host.indexOf(':') + 1).toUShort(&numericPort);
-    return numericPort ? host : host + kInstrumentPort;
+    return NetworkAddress::namesPort(address) ? host : host + port;
 }
 
 } // namespace
@@ -61,7 +62,7 @@ bool Vireo2::Connect()
     if (trackInUse_) {
         // A failed track link leaves `connecting_` set on purpose: only a
         // Disconnect made while switching methods or a new device clears it.
-        if (!connectTrack(GetOption(QStringLiteral("TR3_Address")) + QStringLiteral(":23")))
+        if (!connectTrack(QString::fromUtf8(withPort(GetOption(QStringLiteral("TR3_Address")), kTrackPort))))
             return false;
     }
 
@@ -132,7 +133,7 @@ bool Vireo2::OpenPort()
         transport_ = usbTransport_;
     } else {
         address = method == kUsbNetwork ? usbNetworkAddress()
-                                        : withInstrumentPort(GetOption(QStringLiteral("device_ip_address")));
+                                        : withPort(GetOption(QStringLiteral("device_ip_address")), kInstrumentPort);
         delete ethernetTransport_;
         ethernetTransport_ = new CEthernet();
         transport_ = ethernetTransport_;

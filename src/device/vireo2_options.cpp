@@ -4,6 +4,7 @@
 #include <QSettings>
 
 #include "device/brief_lock.h"
+#include "transport/network_address.h"
 
 namespace vireo2 {
 namespace {
@@ -15,6 +16,9 @@ constexpr qint32 kSettingsNotWritten = 0x5020;
 constexpr qint32 kLockFailed = 0x5011;
 constexpr qint32 kInvalidArgument = 0x5017;
 constexpr int kProfileTimeoutMs = 3000;
+// Addresses, method and configuration names and attempt counts are short;
+// a longer value is no such thing and would only bloat the settings file.
+constexpr int kLongestStoredValue = 255;
 
 enum Setting {
     kUnknown = -1,
@@ -61,6 +65,22 @@ bool isStored(Setting setting)
 {
     return setting == kConnectionMethod || setting == kDeviceAddress || setting == kTrackAddress ||
            setting == kConnectionAttempts;
+}
+
+// Stored values are kept as given (they are interpreted when Connect reads
+// them), except what no reading could use: text beyond kLongestStoredValue,
+// control characters, and an address whose port is outside 1..65535.
+bool storableValue(Setting setting, const QString& value)
+{
+    if (value.size() > kLongestStoredValue)
+        return false;
+    for (QChar c : value) {
+        if (c.category() == QChar::Other_Control || c == QChar::ReplacementCharacter)
+            return false;
+    }
+    if ((setting == kDeviceAddress || setting == kTrackAddress) && NetworkAddress::namesPort(value))
+        return bool(NetworkAddress::parse(value, 1));
+    return true;
 }
 
 QString storedOption(SettingsStore& store, Setting setting)
@@ -149,7 +169,13 @@ QString Vireo2::GetOption(const QString& name)
 bool Vireo2::SetOption(const QString& name, const QString& value)
 {
     SettingsStore& store = *settings_.device;
-    if (name == kConnectionShortcut) {
+    const bool shortcut = name == kConnectionShortcut;
+    const Setting setting = shortcut ? kConnectionMethod : settingIndex(name);
+    if (isStored(setting) && !storableValue(setting, value)) {
+        log_->LogErrorOnly(kInvalidArgument, QStringLiteral("FAILED setSettingOption: Invalid Value"));
+        return false;
+    }
+    if (shortcut) {
         store.with([&](QSettings& s) { s.setValue(QStringLiteral("Connection_Method"), value); });
         return settingsReachedDisk(store);
     }
@@ -163,7 +189,6 @@ bool Vireo2::SetOption(const QString& name, const QString& value)
     };
 
     bool result = true;
-    const Setting setting = settingIndex(name);
     switch (setting) {
     case kConnectionMethod:
         write(QStringLiteral("Connection_Method"), value);

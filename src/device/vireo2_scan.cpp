@@ -4,6 +4,7 @@
 // status poll.
 #include <QJsonArray>
 #include <algorithm>
+#include <cmath>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -16,6 +17,7 @@ namespace {
 
 constexpr int kScreenTimeoutMs = 5000;
 constexpr int kAbortTimeoutMs = 3000;
+constexpr qint32 kInvalidArgument = 0x5017;
 
 // The tethered scan screen: scan mode at the patch width, the measure button
 // and main menu available, no texts, images or button labels.
@@ -68,6 +70,16 @@ int Vireo2::ScanIsSupported()
 
 int Vireo2::ScanConfig(int patchCount, float patchWidthMm)
 {
+    // A negative count and a width that is no positive number describe no
+    // strip; the instrument would be sent "null" for the width.
+    if (patchCount < 0) {
+        log_->LogErrorOnly(kInvalidArgument, QStringLiteral("FAILED scanConfig: Invalid patch count"));
+        return 0;
+    }
+    if (!std::isfinite(patchWidthMm) || !(patchWidthMm > 0.0f)) {
+        log_->LogErrorOnly(Vireo2Scanning::kErrorInvalidWidth, QStringLiteral("FAILED scanConfig: Invalid patch width"));
+        return 0;
+    }
     if (trackInUse_)
         return scanning_->configure(patchCount, patchWidthMm) ? 1 : 0;
     PortLock lock(*this);

@@ -1,10 +1,10 @@
 #include "transport/ethernet_socket.h"
 
 #include <QHostAddress>
-#include <QStringList>
 #include <QTcpSocket>
 
 #include "transport/ethernet_transport.h"
+#include "transport/network_address.h"
 
 namespace vireo2 {
 
@@ -26,15 +26,6 @@ void EthernetSocket::destroy()
 {
     delete socket_;
     socket_ = nullptr;
-}
-
-void EthernetSocket::splitAddress(const QString& address, QString* host, quint16* port)
-{
-    const QStringList parts = address.split(QLatin1Char(':'));
-    *host = parts.value(0);
-    *port = kDefaultPort;
-    if (parts.size() > 1 && !parts.at(1).isEmpty())
-        *port = quint16(parts.at(1).toInt());
 }
 
 bool EthernetSocket::connected() const
@@ -70,11 +61,16 @@ void EthernetSocket::drop(bool refuse)
 bool EthernetSocket::connectTo(const QString& address)
 {
     refused_ = false;
-    QString host;
-    quint16 port = kDefaultPort;
-    splitAddress(address, &host, &port);
     if (socket_->state() != QAbstractSocket::UnconnectedState)
         socket_->abort();
+    const std::optional<NetworkAddress> parsed = NetworkAddress::parse(address, kDefaultPort);
+    if (!parsed) {
+        owner_->SetError(QAbstractSocket::HostNotFoundError,
+                         QStringLiteral("Invalid address \"%1\" (host[:port], port 1 to 65535)").arg(address));
+        return false;
+    }
+    const QString& host = parsed->host;
+    const quint16 port = parsed->port;
 
     // Numeric addresses only: a host name is refused here rather than looked
     // up, as the instrument is always reached by its IP address.

@@ -56,9 +56,6 @@ public:
     // the next buffer.
     QByteArray& reply() { return assembler_.buffer(); }
 
-    // Host and port of a connect address: "host", "host:" or "host:port".
-    static void splitAddress(const QString& address, QString* host, quint16* port);
-
 private:
     // One readiness wait of a read started at `timer`.
     int readinessWaitMs(const QElapsedTimer& timer, int timeoutMs) const;

@@ -1,3 +1,4 @@
+#include <cmath>
 #include <clocale>
 #include <random>
 #include <vector>
@@ -88,6 +89,49 @@ TEST(ColourCApi, NullPointersAndIndicesOutside0To17FailWithoutWriting)
         EXPECT_EQ(v, kUntouched);
     EXPECT_EQ(value, kUntouched);
     EXPECT_STREQ(name, "unchanged");
+}
+
+// NaN and infinity have no colour: every function refuses them wherever they
+// sit, writes nothing, and the batch leaves no number that could pass.
+TEST(ColourCApi, ValuesThatAreNotFiniteFailWithoutWriting)
+{
+    constexpr double kUntouched = -12345.5;
+    const Spectrum good = flatSpectrum(50.0);
+    const double goodLab[3] = {50.0, 2.0, -3.0};
+    for (double bad : {std::nan(""), double(INFINITY), -double(INFINITY)}) {
+        for (int at : {0, 17, 30}) {
+            Spectrum spectrum = good;
+            spectrum[size_t(at)] = bad;
+            const double* s = spectrum.data();
+            double lab[3] = {goodLab[0], goodLab[1], goodLab[2]};
+            lab[at % 3] = bad;
+            std::array<double, 5> out;
+            out.fill(kUntouched);
+            double value = kUntouched;
+            const int calls[] = {
+                Vireo2_SpectrumToXYZ(s, 6, out.data()),          Vireo2_SpectrumToLab(s, 6, 0, out.data()),
+                Vireo2_SpectrumToLab(s, 6, 1, out.data()),       Vireo2_SpectrumToLabCh(s, 6, 0, out.data()),
+                Vireo2_XYZToLab(lab, 6, out.data()),             Vireo2_DeltaE76(lab, goodLab, &value),
+                Vireo2_DeltaE2000(goodLab, lab, &value),         Vireo2_DeltaE94(lab, goodLab, 0, &value),
+                Vireo2_DeltaECMC(goodLab, lab, 2, 1, &value),    Vireo2_DeltaECMC(goodLab, goodLab, bad, 1, &value),
+                Vireo2_MetamerismIndex(s, good.data(), 6, 0, &value), Vireo2_MetamerismIndex(good.data(), s, 6, 0, &value),
+                Vireo2_StrengthSum(s, good.data(), &value),      Vireo2_StrengthSum(good.data(), s, &value),
+            };
+            for (std::size_t i = 0; i < std::size(calls); ++i)
+                EXPECT_EQ(calls[i], 0) << "call " << i << " with " << bad << " at " << at;
+            for (double v : out)
+                EXPECT_EQ(v, kUntouched);
+            EXPECT_EQ(value, kUntouched);
+
+            std::vector<double> batch;
+            for (int k = 0; k < 3; ++k)
+                batch.insert(batch.end(), (k == 1 ? spectrum : good).begin(), (k == 1 ? spectrum : good).end());
+            std::vector<double> labs(9, kUntouched);
+            EXPECT_EQ(Vireo2_SpectraToLab(batch.data(), 3, 6, labs.data()), 0);
+            for (double v : labs)
+                EXPECT_TRUE(std::isnan(v));
+        }
+    }
 }
 
 // CIE94 and CMC forward to the library's formulas with the reference first,

@@ -58,6 +58,11 @@ TEST_F(DispatchTest, ArgumentFaultsAreRecordedAndSendNothing)
         {"start;;x", 20502},            {"scangetdata 1 x", 20503},            {"addlibrary", 20502},
         {"editlibrary;a", 20502},  {"removetool;spot", 20502},               {"systemupdate", 20502},
         {"sendcommand 5000", 20502},    {"setspotmeasurementconfig;[1]", 20503},
+        // Numbers no paper or sheet has: not finite, or a strip longer than
+        // the track's 1,060 mm traverse, or more strips than any sheet.
+        {"autoscanpaper;nan;inf;-inf", 20503},     {"autoscanpaper;95;1e999;0", 20503},
+        {"multistripconfig;2147483647;8;2147483647", 20503}, {"multistripconfig;133;8;1", 20503},
+        {"multistripconfig;24;nan;1", 20503},      {"multistripconfig;24;8;1001", 20503},
     };
     const char* texts[] = {"FAILED execute: Missing Arguments", "FAILED execute: Invalid Argument",
                            "FAILED execute: Invalid Command"};
@@ -73,6 +78,9 @@ TEST_F(DispatchTest, ArgumentFaultsAreRecordedAndSendNothing)
     }
     EXPECT_EQ(exec(""), QString());
     EXPECT_EQ(exec(" ;  "), QString());
+    // The largest of each is taken.
+    EXPECT_EQ(exec("multistripconfig;132;8;1000"), QString("<00>"));
+    EXPECT_EQ(exec("autoscanpaper;95;-0.5;2"), QString("<00>"));
 }
 
 TEST_F(DispatchTest, SendcommandTakesATrailingTimeoutOfAtLeastThreeSeconds)
@@ -83,6 +91,24 @@ TEST_F(DispatchTest, SendcommandTakesATrailingTimeoutOfAtLeastThreeSeconds)
     EXPECT_EQ(exec("sendcommand serialnum get inst"), QString("SERIALNUM 0x00 2025VR2041217X"));
     EXPECT_EQ(exec("sendcommand serialnum get -5"), QString("SERIALNUM 0x00"));
     EXPECT_EQ(sent(), (QList<QByteArray>{"version get", "serialnum get inst", "serialnum get -5"}));
+
+    // With ";" the fields are command and timeout, blanks belong to the
+    // command, and a timeout that is no number is refused unsent.
+    clearCommands();
+    EXPECT_EQ(exec("sendcommand;version get"), QString("VERSION 0x00 Hueron Vireo2 Plus 0.5.398"));
+    EXPECT_TRUE(exec("sendcommand;version;-5").startsWith("VERSION 0x00 Hueron Vireo2"));
+    EXPECT_EQ(exec("sendcommand;serialnum get inst;4000"), QString("SERIALNUM 0x00 2025VR2041217X"));
+    EXPECT_EQ(exec("sendcommand;version get;"), QString("VERSION 0x00 Hueron Vireo2 Plus 0.5.398"));
+    EXPECT_EQ(sent(), (QList<QByteArray>{"version get", "version", "serialnum get inst", "version get"}));
+    clearCommands();
+    for (const char* line : {"sendcommand;version;soon", "sendcommand;version;5000;x", "sendcommand;;5000"}) {
+        EXPECT_EQ(exec(line), QString()) << line;
+        EXPECT_NE(GetLastErrorCode(), 0) << line;
+    }
+    EXPECT_TRUE(hasError(20502, "FAILED execute: Missing Arguments"));
+    EXPECT_EQ(exec("sendcommand;version;soon"), QString());
+    EXPECT_TRUE(hasError(20503, "FAILED execute: Invalid Argument"));
+    EXPECT_TRUE(sent().isEmpty());
 }
 
 TEST_F(DispatchTest, AFailedExchangeKeepsItsOwnError)

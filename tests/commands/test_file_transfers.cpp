@@ -141,6 +141,31 @@ TEST_F(FileTransferTest, ProfileFilesThatCannotBeUsed)
     EXPECT_EQ(exec(QStringLiteral("storeprofile;") + path(QStringLiteral("undated.pro"))), QString());
     EXPECT_TRUE(hasError(20509, "FAILED storeProfile: Invalid NetProfile"));
 
+    // Files whose fields no profile holds: all zeros (version 0, created
+    // 1899), a year the instrument's two digits cannot take, a value that
+    // is not a number, and an endless device. None reaches the instrument.
+    QByteArray nan = profileBytes(1.0f, 45000.5, 0, 0, 1.0f);
+    const float notANumber = std::nanf("");
+    nan.replace(33 + 4 * (160 + 4 * 10), 4, reinterpret_cast<const char*>(&notANumber), 4);
+    const QList<QPair<QString, QByteArray>> impossible{
+        {"zeros.pro", QByteArray(64 * 1024, '\0')},
+        {"year2100.pro", profileBytes(1.0f, 73051.5, 0, 0, 1.0f)},
+        {"version0.pro", profileBytes(0.0f, 45000.5, 0, 0, 1.0f)},
+        {"nan.pro", nan},
+        {"huge.pro", profileBytes(1.0f, 45000.5, 0, 0, 1.0f) + QByteArray(1024 * 1024, '\0')},
+    };
+    clearCommands();
+    for (const auto& [name, bytes] : impossible) {
+        writeFile(path(name), bytes);
+        writeFile(path(QString(name).replace(QLatin1String(".pro"), QLatin1String(".pr2"))), bytes);
+        EXPECT_EQ(exec(QStringLiteral("storeprofile;") + path(name)), QString()) << name.toStdString();
+        EXPECT_TRUE(hasError(20509, "FAILED storeProfile: Invalid NetProfile")) << name.toStdString();
+    }
+    EXPECT_EQ(exec(QStringLiteral("storeprofile;/dev/zero")), QString());
+    EXPECT_TRUE(hasError(20509, "FAILED storeProfile: Invalid NetProfile"));
+    EXPECT_TRUE(sent().isEmpty());
+    EXPECT_EQ(GetOption("netadjuster"), std::string("OFF"));
+
     // A missing companion fails after M0 and M1 went out (from a file of
     // exactly 1,656 bytes), and nothing is stored.
     writeFile(path(QStringLiteral("alone.pro")), profileBytes(1.0f, 45000.5, 0, 0, 1.0f));
@@ -150,6 +175,23 @@ TEST_F(FileTransferTest, ProfileFilesThatCannotBeUsed)
     EXPECT_EQ(sent().size(), 12);
     EXPECT_EQ(count("NetAdjuster Store"), 0);
     EXPECT_EQ(ProfileFile::fromOleDate(45000.5), QDateTime(QDate(2023, 3, 15), QTime(12, 0)));
+}
+
+// Firmware images and clones are refused, unread, above 256 MiB (a sparse
+// file: its size is all that is looked at).
+TEST_F(FileTransferTest, TransferFilesLargerThanAnyImageAreRefusedUnsent)
+{
+    QFile huge(path(QStringLiteral("huge.bin")));
+    ASSERT_TRUE(huge.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(huge.resize(256 * 1024 * 1024 + 1));
+    huge.close();
+    EXPECT_EQ(exec(QStringLiteral("systemupdate;") + huge.fileName()), QStringLiteral("SYSTEM 0x01"));
+    EXPECT_EQ(GetLastErrorCode(), 20503);
+    EXPECT_TRUE(std::string(GetLastErrorString()).find("FAILED systemUpdate: File larger than 268435456 bytes") == 0)
+        << GetLastErrorString();
+    EXPECT_EQ(exec(QStringLiteral("userprofileset;") + huge.fileName()), QString());
+    EXPECT_EQ(GetLastErrorCode(), 20503);
+    EXPECT_TRUE(sent().isEmpty());
 }
 
 } // namespace

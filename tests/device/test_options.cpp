@@ -73,6 +73,25 @@ TEST_F(OptionsTest, StoredSettingsHaveDefaultsAndKeepWhatIsWritten)
     EXPECT_STREQ(GetOption("device_ip_address"), "CONFIG 0x01");
     ASSERT_TRUE(SetOption("connection_method", "USB_TCPIP"));
     EXPECT_STREQ(GetOption("device_ip_address"), "CONFIG 0x01");
+
+    // What no connection could use is refused and the stored value kept: a
+    // megabyte, bytes that are not UTF-8, control characters, a port past
+    // 65535 (it would wrap to port 1).
+    const std::string megabyte(1024 * 1024, '7');
+    for (const char* name : {"connection_attempts", "device_ip_address", "TR3_Address", "connection_method", "Connection"}) {
+        for (const std::string& value : {megabyte, std::string("10.0.0.\xff\xfe"), std::string("10.0.0.1\n[x]")}) {
+            EXPECT_FALSE(SetOption(name, value.c_str())) << name;
+            EXPECT_TRUE(hasError(0x5017, "FAILED setSettingOption: Invalid Value")) << name;
+        }
+    }
+    for (const char* name : {"device_ip_address", "TR3_Address"}) {
+        EXPECT_FALSE(SetOption(name, "127.0.0.1:65537")) << name;
+        EXPECT_TRUE(SetOption(name, "127.0.0.1:65535")) << name;
+    }
+    EXPECT_STREQ(GetOption("connection_attempts"), "not checked");
+    EXPECT_STREQ(GetOption("connection_method"), "USB_TCPIP");
+    const std::string longest(255, '7');
+    EXPECT_TRUE(SetOption("connection_attempts", longest.c_str()));
 }
 
 TEST_F(OptionsTest, CorrectionProfileSwitchAsksTheInstrument)

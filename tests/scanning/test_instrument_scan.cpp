@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QThread>
+#include <cmath>
 
 #include "scan_fixture.h"
 #include "vireo2.h"
@@ -54,6 +55,18 @@ TEST_F(InstrumentScan, ConfigSendsTheScanScreenInItsMemberOrder)
                                 "\"scanPatchWidth_mm\":6.5,\"scanPatchGapWidth_mm\":0,\"measureMode\":\"SCAN\","));
     EXPECT_LT(json.indexOf("primaryLoadingVisible"), json.indexOf("primaryText"));
     EXPECT_LT(json.indexOf("secondaryImage"), json.indexOf("buttons"));
+}
+
+TEST_F(InstrumentScan, ConfigRefusesACountOrWidthNoStripHas)
+{
+    connectInstrument();
+    EXPECT_EQ(ScanConfig(-1, 6.5f), 0);
+    EXPECT_EQ(lastError(), "20503 FAILED scanConfig: Invalid patch count");
+    for (float width : {std::nanf(""), INFINITY, 0.0f, -6.5f}) {
+        EXPECT_EQ(ScanConfig(12, width), 0) << width;
+        EXPECT_EQ(lastError(), "21249 FAILED scanConfig: Invalid patch width");
+    }
+    EXPECT_TRUE(lastCommandStartingWith("tethered configure").isEmpty());
 }
 
 TEST_F(InstrumentScan, StartGoesToTheTetheredToolOnlyWhenNeeded)

@@ -15,6 +15,7 @@
 #include "echo_instrument.h"
 #include "sim_server.h"
 #include "transport/ethernet_socket.h"
+#include "transport/network_address.h"
 #include "closed_port.h"
 #include "transport/ethernet_transport.h"
 
@@ -240,15 +241,24 @@ TEST(EthernetConnect, FailuresReportTheSocketError)
     EXPECT_EQ(transport.GetErrorMessage(), QStringLiteral("OS ERROR CODE 002A"));
 }
 
-TEST(EthernetConnect, AddressWithoutPortUsesTheInstrumentPort)
+TEST(EthernetConnect, AddressWithoutPortUsesTheInstrumentPortAndABadPortIsRefused)
 {
-    QString host;
-    quint16 port = 0;
-    for (const char* address : {"192.168.7.2", "192.168.7.2:", "192.168.7.2:23"}) {
-        vireo2::EthernetSocket::splitAddress(QString::fromUtf8(address), &host, &port);
-        EXPECT_EQ(host, QStringLiteral("192.168.7.2"));
-        EXPECT_EQ(port, QByteArray(address).endsWith(":23") ? 23 : 60001) << address;
+    for (const char* address : {"192.168.7.2", "192.168.7.2:", "192.168.7.2:23", " 192.168.7.2:65535 "}) {
+        const auto parsed = vireo2::NetworkAddress::parse(QString::fromUtf8(address), 60001);
+        ASSERT_TRUE(parsed) << address;
+        EXPECT_EQ(parsed->host, QStringLiteral("192.168.7.2"));
+        const QByteArray text = QByteArray(address).trimmed();
+        EXPECT_EQ(parsed->port, text.endsWith(":23") ? 23 : text.endsWith(":65535") ? 65535 : 60001) << address;
     }
+    // 65537 would wrap to port 1, 4294967319 to 23.
+    for (const char* address : {"127.0.0.1:65537", "127.0.0.1:0", "127.0.0.1:4294967319", "127.0.0.1:-1",
+                                "127.0.0.1:23:24", "127.0.0.1:2x", ":23", ""})
+        EXPECT_FALSE(vireo2::NetworkAddress::parse(QString::fromUtf8(address), 60001)) << address;
+
+    vireo2::CEthernet transport;
+    EXPECT_FALSE(transport.OpenPort("127.0.0.1:65537"));
+    EXPECT_EQ(transport.GetErrorMessage(),
+              QStringLiteral("Invalid address \"127.0.0.1:65537\" (host[:port], port 1 to 65535)"));
 }
 
 } // namespace
