@@ -2,11 +2,11 @@
 #include "device/vireo2.h"
 
 #include <QDir>
-#include <QFile>
 #include <QTextStream>
 #include <QThread>
 
 #include "device/brief_lock.h"
+#include "settings/bounded_file.h"
 #include "transport/reply_parser.h"
 
 namespace vireo2 {
@@ -20,6 +20,8 @@ constexpr int kReadoutTimeoutMs = 5000;
 constexpr int kAttributesTimeoutMs = 3000;
 // Pause after every reading, so that the instrument settles before the next.
 constexpr int kMeasurementPacingMs = 1000;
+// Four lines of 33 numbers; a larger file is no spot reading and is not read.
+constexpr qint64 kLargestSpotFile = 64 * 1024;
 
 // Reflectance floor: the single-precision 0.0001, as a double.
 const double kReflectanceFloor = double(0.0001f);
@@ -91,11 +93,12 @@ bool Vireo2::Measure()
 // fields, then one reflectance value per wavelength.
 void Vireo2::readSpotFile()
 {
-    QFile file(QDir::toNativeSeparators(QDir::currentPath() + QStringLiteral("/spot.csv")));
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+    QByteArray bytes;
+    if (BoundedFile::read(QDir::toNativeSeparators(QDir::currentPath() + QStringLiteral("/spot.csv")),
+                          kLargestSpotFile, &bytes) != BoundedFile::Read)
         return;
     QList<QList<double>> sets;
-    QTextStream in(&file);
+    QTextStream in(&bytes, QIODevice::ReadOnly | QIODevice::Text);
     while (!in.atEnd()) {
         const QStringList fields = in.readLine().split(QLatin1Char(','));
         QList<double> values;
