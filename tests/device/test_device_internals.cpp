@@ -94,7 +94,7 @@ TEST_F(DeviceTest, TrackInUseFailsConnectAndBlocksLaterAttempts)
 {
     device_->trackInUse_ = true;
     EXPECT_EQ(device_->GetAvailableSettings(), QStringLiteral("Connection_Method;device_ip_address;TR3_Address"));
-    // A track address where nothing listens ("127.0.0.1:PORT" + ":23").
+    // A track address where nothing listens (a given port replaces 23).
     ASSERT_TRUE(device_->SetOption(QStringLiteral("tr3_address"), QStringLiteral("127.0.0.1:%1").arg(closedPort())));
     EXPECT_FALSE(device_->Connect());
     EXPECT_EQ(device_->log()->errorCode(), QAbstractSocket::ConnectionRefusedError);

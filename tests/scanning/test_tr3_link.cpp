@@ -25,7 +25,7 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(track.start());
-        ASSERT_TRUE(host.engine->connect(QString::fromLatin1(track.address()) + QStringLiteral(":23")));
+        ASSERT_TRUE(host.engine->connect(QString::fromLatin1(track.address())));
     }
     void TearDown() override { host.engine->disconnect(); }
     qint32 send(const char* command, QByteArray* reply = nullptr)
