@@ -2,6 +2,8 @@
 // default sheet into a CGATS file that another tool (Little CMS) reads, the
 // strip chart, several sheets in one file, and a hand scan.
 #include <QFile>
+#include <QProcess>
+#include <csignal>
 #include <QJsonArray>
 #include <QXmlStreamReader>
 #include <lcms2.h>
@@ -95,6 +97,35 @@ TEST_F(CliScanTest, TrackScanWritesCgatsThatLittleCmsReadsAndAStripChart)
     EXPECT_EQ(cmsIT8GetPropertyDbl(it8, "NUMBER_OF_SETS"), 2.0 * sheet.patchCount());
     EXPECT_STREQ(cmsIT8GetData(it8, QByteArray::number(2 * sheet.patchCount()).constData(), "SAMPLE_NAME"),
                  QByteArray("S1P%1").replace("%1", QByteArray::number(sheet.patchCount())).constData());
+    cmsIT8Free(it8);
+}
+
+// Ctrl-C during a traverse stops the scan cleanly: the head is home when the
+// program ends, and the sheet scanned before stays in the file.
+TEST_F(CliScanTest, CtrlCStopsTheScanWithTheHeadHomeAndKeepsEarlierSheets)
+{
+    const QString cgats = path(QStringLiteral("strip.cgats"));
+    QProcess scan;
+    placeInTest(scan);
+    scan.start(VIREO2_CLI_PROGRAM,
+               {"--tcp", simAddress(), "scan", "--track", trackAddress(), "--sheets", "2", "--cgats", cgats});
+    ASSERT_TRUE(scan.waitForStarted());
+    scan.closeWriteChannel();
+    QByteArray err;
+    for (int i = 0; i < 300 && !err.contains("Scanning sheet 1"); ++i) {
+        scan.waitForReadyRead(100);
+        err += scan.readAllStandardError();
+    }
+    ASSERT_TRUE(err.contains("Scanning sheet 1")) << err.toStdString();
+    ::kill(pid_t(scan.processId()), SIGINT);
+    ASSERT_TRUE(scan.waitForFinished(60000));
+    err += scan.readAllStandardError();
+    EXPECT_EQ(scan.exitCode(), 130) << err.toStdString();
+    EXPECT_TRUE(err.contains("interrupted during sheet 1; the read head was sent home")) << err.toStdString();
+    EXPECT_TRUE(rig_->atHome());
+    cmsHANDLE it8 = cmsIT8LoadFromFile(nullptr, QFile::encodeName(cgats).constData());
+    ASSERT_NE(it8, nullptr);
+    EXPECT_EQ(cmsIT8GetPropertyDbl(it8, "NUMBER_OF_SETS"), double(rig_->sheet().patchCount())) << "sheet 0 is kept";
     cmsIT8Free(it8);
 }
 

@@ -3,6 +3,7 @@
 #include "console.h"
 #include "illuminant.h"
 #include "instrument_session.h"
+#include "interrupt.h"
 #include "library_error.h"
 #include "output_path.h"
 #include "strip_output.h"
@@ -86,6 +87,23 @@ int writeFile(const QString& path, const QByteArray& bytes, const QString& what,
     return ExitOk;
 }
 
+// A scan that did not end as asked: the reason in plain words (the library's
+// when it recorded one for this scan), exit status 130 after Ctrl-C.
+int scanFailure(const QString& problem, const LibraryError& before)
+{
+    if (interrupted()) {
+        printErr(QStringLiteral("vireo2: %1; the read head was sent home\n").arg(problem));
+        return kExitInterrupted;
+    }
+    const LibraryError error = LibraryError::last();
+    // 7 means only "not finished yet"; an unchanged record is an earlier call's.
+    const bool own = error.code != 0 && error.code != 7 && (error.code != before.code || error.text != before.text);
+    if (!own)
+        return failure(problem);
+    return explainedFailure(problem, explainError(error.code, error.text),
+                            QStringLiteral("error %1: %2").arg(error.code).arg(error.text));
+}
+
 int run(const Invocation& call)
 {
     if (!call.arguments.isEmpty())
@@ -115,12 +133,12 @@ int run(const Invocation& call)
     InstrumentSession session(call.context.quiet);
     if (!session.connect())
         return session.connectFailure();
+    catchInterrupt();
+    const LibraryError before = LibraryError::last();
     const QString problem = scanStrips(o.request, &scan);
-    if (!problem.isEmpty()) {
-        if (GetLastErrorCode() != 0)
-            libraryFailure();
-        return failure(problem);
-    }
+    // The sheets scanned before a failure are kept, on screen and in the files.
+    if (!problem.isEmpty() && scan.patches.isEmpty())
+        return scanFailure(problem, before);
     computeColours(&scan);
 
     const QCommandLineParser& p = call.parser;
@@ -137,8 +155,15 @@ int run(const Invocation& call)
         if (!call.context.quiet)
             printErr(QStringLiteral("CGATS written: %1\n").arg(p.value(kCgats)));
     }
-    if (p.isSet(kPlot))
-        return writeFile(p.value(kPlot), stripChartSvg(scan), QStringLiteral("strip chart"), call.context.quiet);
+    if (p.isSet(kPlot)) {
+        const int written = writeFile(p.value(kPlot), stripChartSvg(scan), QStringLiteral("strip chart"), call.context.quiet);
+        if (written != ExitOk)
+            return written;
+    }
+    if (!problem.isEmpty()) {
+        printErr(QStringLiteral("vireo2: the %1 patches scanned before are kept\n").arg(scan.patches.size()));
+        return scanFailure(problem, before);
+    }
     return ExitOk;
 }
 
@@ -154,7 +179,8 @@ Subcommand scanCommand()
         "the sheet, the library finds the patches and prints each with its L*a*b*,\n"
         "position, position error and Ripple. Without --track the operator scans the\n"
         "strip with the instrument by hand (waiting at most --wait seconds).\n"
-        "The instrument must be calibrated ('vireo2 calibrate').\n"
+        "The instrument must be calibrated ('vireo2 calibrate'). Ctrl-C stops a scan\n"
+        "cleanly: the head goes home and the sheets already scanned are kept.\n"
         "\n"
         "--cgats adds the patches to a CGATS file (SAMPLE_ID, LAB_L/A/B, SPEC_400..700\n"
         "of --condition), continuing the sample ids of an existing file, so several\n"

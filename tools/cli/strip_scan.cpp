@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "console.h"
+#include "interrupt.h"
 #include "progress.h"
 #include "vireo2.h"
 #include "vireo2_colour.h"
@@ -34,7 +35,8 @@ int waitForStatus(int limitS, bool handScan)
     QElapsedTimer timer;
     timer.start();
     int status = ScanGetStatus();
-    while ((status == kStatusScanning || (handScan && status == 0)) && timer.elapsed() < limitS * 1000LL) {
+    while ((status == kStatusScanning || (handScan && status == 0)) && timer.elapsed() < limitS * 1000LL
+           && !interrupted()) {
         QThread::msleep(kPollMs);
         status = ScanGetStatus();
     }
@@ -70,21 +72,39 @@ bool readPatches(int sheet, bool track, StripScan* scan)
     return count > 0;
 }
 
+// false when the user quits (q, the end of input or Ctrl-C).
 bool waitForKey(const QString& prompt)
 {
     if (!isatty(STDIN_FILENO))
         return true;
     printErr(prompt);
-    char line[64];
-    return std::fgets(line, sizeof line, stdin) != nullptr;
+    QString line;
+    return readLine(&line) && !isQuit(line) && !interrupted();
+}
+
+// Sends the head home, saying so: homing can take most of a minute.
+bool sendHeadHome(bool quiet)
+{
+    return withProgress(QStringLiteral("Sending the read head home"), quiet,
+                        [] { return QString::fromUtf8(Execute("gohome")) == QLatin1String("<00>"); });
+}
+
+// After Ctrl-C: the traverse is stopped and the head sent home, so the track
+// is ready for the next scan.
+QString endInterrupted(bool quiet, int sheet)
+{
+    ScanAbort();
+    sendHeadHome(quiet);
+    return QStringLiteral("interrupted during sheet %1").arg(sheet);
 }
 
 QString scanTrackSheet(const StripScanRequest& request, int sheet, StripScan* scan)
 {
     // A traverse starts from the home end: the head may still be on its way
     // back from the last one.
-    if (QString::fromUtf8(Execute("gohome")) != QLatin1String("<00>") || ScanGetStatus() == kStatusHeadNotHome)
-        return QStringLiteral("the read head did not reach its home position");
+    if (!sendHeadHome(request.quiet) || ScanGetStatus() == kStatusHeadNotHome)
+        return interrupted() ? endInterrupted(request.quiet, sheet)
+                             : QStringLiteral("the read head did not reach its home position");
     if (!ScanConfig(request.patchCount, float(request.patchWidth)) || !ScanStart())
         return QStringLiteral("the scan was not accepted");
     const QByteArray start = "autoscanstart;" + QByteArray::number(sheet);
@@ -93,6 +113,8 @@ QString scanTrackSheet(const StripScanRequest& request, int sheet, StripScan* sc
     Progress progress(QStringLiteral("Scanning sheet %1").arg(sheet), request.quiet);
     const int status = waitForStatus(kTraverseLimitS, false);
     progress.finish(status == kStatusReady);
+    if (interrupted())
+        return endInterrupted(request.quiet, sheet);
     if (status != kStatusReady)
         return QStringLiteral("the scan ended with status %1").arg(status);
     if (!readPatches(sheet, true, scan))
@@ -108,6 +130,8 @@ QString scanByHand(const StripScanRequest& request, int sheet, StripScan* scan)
     const int status = waitForStatus(request.waitSeconds, true);
     progress.finish(status == kStatusReady);
     ScanAbort();
+    if (interrupted())
+        return QStringLiteral("interrupted while waiting for the hand scan");
     if (status != kStatusReady)
         return status == 0 ? QStringLiteral("no scan arrived within %1 s").arg(request.waitSeconds)
                            : QStringLiteral("the scan ended with status %1").arg(status);
@@ -132,7 +156,7 @@ QString scanStrips(const StripScanRequest& request, StripScan* scan)
     scan->patchWidth = request.patchWidth;
     for (int n = 0; n < request.sheets; ++n) {
         const int sheet = request.firstSheet + n;
-        if (n > 0 && !waitForKey(QStringLiteral("Put sheet %1 on the track and press Enter\n").arg(sheet)))
+        if (n > 0 && !waitForKey(QStringLiteral("Put sheet %1 on the track and press Enter (q Enter stops) ").arg(sheet)))
             return QStringLiteral("stopped before sheet %1").arg(sheet);
         const QString problem = scan->track ? scanTrackSheet(request, sheet, scan) : scanByHand(request, sheet, scan);
         if (!problem.isEmpty())
