@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
 #include <string>
 #include <thread>
 
@@ -51,4 +55,48 @@ TEST(TextResult, ACutThroughAnOldBufferKeepsWholeCharacters)
     EXPECT_FALSE(seen.contains(QChar::ReplacementCharacter));
     EXPECT_TRUE(longText.startsWith(seen));
     EXPECT_GT(seen.size(), 1);
+}
+
+// How many of the pages of [begin, begin + length) are in memory.
+static size_t residentPages(const char* begin, size_t length)
+{
+    const size_t page = size_t(sysconf(_SC_PAGESIZE));
+    std::vector<unsigned char> resident((length + page - 1) / page);
+    if (mincore(const_cast<char*>(begin), length, resident.data()) != 0)
+        return size_t(-1);
+    return size_t(std::count_if(resident.begin(), resident.end(), [](unsigned char r) { return r & 1; }));
+}
+
+// A large reply's memory is given back once a later text replaced it (a
+// 60 MiB reply used to stay for the life of the thread); its pointer still
+// reads valid text, the start of the newer one. Larger replies reuse the
+// pages while they fit.
+TEST(TextResult, ALargeTextsMemoryIsGivenBackAfterTheNextText)
+{
+    std::thread thread([] {
+        const size_t page = size_t(sysconf(_SC_PAGESIZE));
+        const QByteArray large(8 * 1024 * 1024, 'r');
+        const char* first = textResult(large);
+        ASSERT_EQ(std::strlen(first), size_t(large.size()));
+        EXPECT_EQ(residentPages(first + page, size_t(large.size()) - page), size_t(large.size()) / page - 1);
+
+        const char* small = textResult(QStringLiteral("M0"));
+        EXPECT_NE(small, first);
+        EXPECT_STREQ(first, "M0");
+        EXPECT_EQ(residentPages(first + page, size_t(large.size()) - page), 0u) << "the pages were not given back";
+
+        // Fits in the same pages again; then one that does not.
+        EXPECT_EQ(textResult(QByteArray(4 * 1024 * 1024, 's')), first);
+        const QByteArray larger(20 * 1024 * 1024, 't');
+        const char* third = textResult(larger);
+        EXPECT_NE(third, first);
+        EXPECT_EQ(std::strlen(third), size_t(larger.size()));
+        EXPECT_EQ(std::string(first), std::string(page - 1, 't')) << "cut to the page it kept";
+        EXPECT_EQ(residentPages(first + page, 4 * 1024 * 1024 - page), 0u);
+        EXPECT_STREQ(small, std::string(std::strlen(small), 't').c_str());
+        textResult(QStringLiteral("done"));
+        EXPECT_STREQ(third, "done");
+        EXPECT_STREQ(first, "done");
+    });
+    thread.join();
 }
