@@ -111,7 +111,13 @@ public:
     virtual bool SetLanguage(int language);
 
     bool startStatusThread();
+    // Asks the status thread to end, waits a bounded time, and frees the
+    // operation lock if a status thread that has ended left it held.
     bool stopStatusThread();
+    // The status thread's last step: a check that found the link gone keeps
+    // the operation lock held, so the next locked export waits out its
+    // timeout; the hold outlives the thread until stopStatusThread frees it.
+    void statusThreadEnding();
 
     // Shared state reached by the export frame and the threads.
     RecursiveMutex* operationMutex() { return operationMutex_.get(); }
@@ -146,6 +152,7 @@ protected:
     void publishSpectra(const QList<QList<double>>& sets);
     // Sets the number of spectral sets and names them "M0", "M1", ...
     void useSpectralSets(int count);
+    void releaseAbandonedLock();
 
     std::unique_ptr<RecursiveMutex> operationMutex_;
     StatusThread* statusThread_ = nullptr;

@@ -67,12 +67,29 @@ bool Nerva::startStatusThread()
     return false;
 }
 
+void Nerva::statusThreadEnding()
+{
+    if (operationMutex_->abandon())
+        log_->WriteLine(QStringLiteral("Status thread ended holding the operation lock: held until the next Disconnect"));
+}
+
+// A status thread that Disconnect could not wait for (stuck in a long
+// exchange) may end later with the lock held; the next Disconnect frees it,
+// so a reconnect recovers instead of every locked export failing for ever.
+void Nerva::releaseAbandonedLock()
+{
+    if (operationMutex_->releaseAbandoned())
+        log_->WriteLine(QStringLiteral("Operation lock left by an ended status thread released"));
+}
+
 bool Nerva::stopStatusThread()
 {
     setPollEnabled(false);
     StatusThread* thread = statusThread_;
-    if (!thread)
+    if (!thread) {
+        releaseAbandonedLock();
         return true;
+    }
     if (thread->isRunning()) {
         thread->requestStop();
         wakeStatusThread();
@@ -87,6 +104,7 @@ bool Nerva::stopStatusThread()
         log_->ProfileMark(QStringLiteral("Status Thread Finished"));
     }
     statusThread_ = nullptr;
+    releaseAbandonedLock();
     // A thread that has ended is released here. Qt reports it as no longer
     // running while it is still finishing for a moment, so that moment is
     // waited for. One still stuck in an exchange cannot be released and is

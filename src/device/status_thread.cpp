@@ -32,6 +32,7 @@ void StatusThread::run()
         if (device_->pollEnabled() && device_->IsConnected())
             device_->CheckStatus();
     }
+    device_->statusThreadEnding();
     exitFence_.threadDone();
 }
 

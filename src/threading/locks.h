@@ -28,6 +28,12 @@ private:
 // Built on a mutex and a condition variable (not a timed pthread mutex,
 // whose timed wait ThreadSanitizer cannot follow). An unlock by a thread
 // that does not hold the lock is ignored.
+//
+// A thread that ends while holding it leaves it held (abandon()): nobody
+// can take it, not even a later thread that the system gives the same id,
+// until the owner of that thread's lifetime releases the hold
+// (releaseAbandoned()). Both are defined operations on this lock's own
+// state, unlike unlocking a system mutex from a thread that does not own it.
 class RecursiveMutex {
 public:
     void lock() { tryLock(-1); }
@@ -36,7 +42,7 @@ public:
     {
         std::unique_lock<std::mutex> guard(mutex_);
         const std::thread::id me = std::this_thread::get_id();
-        if (depth_ > 0 && owner_ == me) {
+        if (depth_ > 0 && !abandoned_ && owner_ == me) {
             ++depth_;
             return true;
         }
@@ -59,12 +65,36 @@ public:
             released_.notify_one();
         }
     }
+    // Called by a thread about to end: when it holds the lock, the hold stays
+    // but belongs to no thread any more. True when it held the lock.
+    bool abandon()
+    {
+        std::lock_guard<std::mutex> guard(mutex_);
+        if (depth_ == 0 || abandoned_ || owner_ != std::this_thread::get_id())
+            return false;
+        owner_ = std::thread::id();
+        abandoned_ = true;
+        return true;
+    }
+    // Frees a hold left by a thread that has ended; a hold of a living
+    // thread is left alone. True when there was one.
+    bool releaseAbandoned()
+    {
+        std::lock_guard<std::mutex> guard(mutex_);
+        if (!abandoned_)
+            return false;
+        abandoned_ = false;
+        depth_ = 0;
+        released_.notify_one();
+        return true;
+    }
 
 private:
     std::mutex mutex_;
     std::condition_variable released_;
     std::thread::id owner_;
     int depth_ = 0;
+    bool abandoned_ = false;
 };
 
 // Holds a lock for its scope; unlock() and relock() hand it over briefly.

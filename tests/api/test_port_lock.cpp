@@ -4,6 +4,7 @@
 #include <QSemaphore>
 #include <QThread>
 #include <atomic>
+#include <thread>
 
 #include "device/port_lock.h"
 #include "device/nerva.h"
@@ -122,6 +123,36 @@ TEST_F(PortLockTest, HeldLockDuringLongOperationReportsOperationInProgress)
     device_.joinWorker();
     const QString log = test::TestEnvironment::readFile(device_.log()->logFilePath());
     EXPECT_FALSE(log.contains(QStringLiteral("PORT IS VALID")));
+}
+
+// A thread that ends holding the lock leaves a hold that belongs to no
+// thread: not even a later thread given the same id by the system gets in,
+// until stopping the status thread frees it.
+TEST_F(PortLockTest, HoldOfAnEndedThreadLastsUntilTheStatusThreadIsStopped)
+{
+    RecursiveMutex* mutex = device_.operationMutex();
+    EXPECT_FALSE(mutex->abandon());  // not held: nothing to leave behind
+    std::thread ending([mutex] {
+        mutex->lock();
+        mutex->lock();
+        EXPECT_TRUE(mutex->abandon());
+    });
+    ending.join();
+    for (int round = 0; round < 3; ++round) {
+        std::thread later([mutex] {
+            EXPECT_FALSE(mutex->tryLock(20));
+            mutex->unlock();  // ignored: it holds nothing
+        });
+        later.join();
+    }
+    EXPECT_FALSE(mutex->tryLock(0));
+
+    EXPECT_TRUE(device_.stopStatusThread());
+    EXPECT_FALSE(mutex->releaseAbandoned());  // already freed
+    ASSERT_TRUE(mutex->tryLock(0));
+    mutex->unlock();
+    const QString log = test::TestEnvironment::readFile(device_.log()->logFilePath());
+    EXPECT_TRUE(log.contains(QStringLiteral("Operation lock left by an ended status thread released")));
 }
 
 } // namespace

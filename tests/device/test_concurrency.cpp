@@ -3,6 +3,7 @@
 // another thread is closing. Each call must end with a result and an error,
 // never with a crash (the sanitizer builds run this too).
 #include <QElapsedTimer>
+#include <QThread>
 #include <atomic>
 #include <thread>
 #include <vector>
@@ -60,6 +61,46 @@ TEST_F(ConcurrencyTest, UnlockedExportsSurviveTheLinkClosingUnderThem)
     ASSERT_TRUE(Connect()) << lastError();
     EXPECT_STRNE(GetMeasAttributes(), "");
     EXPECT_TRUE(BlackCal()) << lastError();
+}
+
+// The status thread's check is held up by an operation in progress while a
+// host Measure waits out the 10 s lock: the failed wait disconnects, the
+// check then finds the link gone and its thread ends with the lock held.
+// The next locked export still fails after its wait, as a lock held by
+// someone else does; that Disconnect frees the lock, and the instrument
+// measures again after Connect.
+TEST_F(ConcurrencyTest, LockLeftByAnEndedStatusThreadIsFreedByDisconnect)
+{
+    connectCalibrated();
+    sim_.faults().add(Fault::on("button triggered?").withProgress(100, 20000, 1000000));
+    ASSERT_TRUE(sim_.waitForCommand("button done?", 3000));
+
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_FALSE(Measure());
+    EXPECT_GE(timer.elapsed(), 10000);
+    EXPECT_EQ(count("Meas Run"), 0);
+    const auto logSays = [this](const char* text) {
+        QElapsedTimer waited;
+        waited.start();
+        while (!log().contains(QLatin1String(text)) && waited.elapsed() < 5000)
+            QThread::msleep(20);
+        return log().contains(QLatin1String(text));
+    };
+    ASSERT_TRUE(logSays("Status thread ended holding the operation lock"));
+
+    timer.restart();
+    EXPECT_TRUE(Disconnect());
+    EXPECT_GE(timer.elapsed(), 10000);
+    EXPECT_TRUE(hasError(20497, "FAILED LockPort"));
+    EXPECT_TRUE(logSays("Operation lock left by an ended status thread released"));
+
+    sim_.faults().clear();
+    ASSERT_TRUE(Connect()) << lastError();
+    timer.restart();
+    EXPECT_TRUE(Measure()) << lastError();
+    EXPECT_LT(timer.elapsed(), 5000);
+    EXPECT_GT(GetSpectralData(0, 10), 0.0f);
 }
 
 } // namespace
