@@ -72,11 +72,17 @@ TEST_F(ConcurrencyTest, UnlockedExportsSurviveTheLinkClosingUnderThem)
 TEST_F(ConcurrencyTest, LockLeftByAnEndedStatusThreadIsFreedByDisconnect)
 {
     connectCalibrated();
-    sim_.faults().add(Fault::on("button triggered?").withProgress(100, 20000, 1000000));
-    ASSERT_TRUE(sim_.waitForCommand("button done?", 3000));
-
+    // The check waits 17 s before its first poll: by then the failed lock
+    // wait has disconnected, and the poll finds the link gone.
+    sim_.faults().add(Fault::on("button triggered?").withProgress(17000, 20000, 1000000));
     QElapsedTimer timer;
     timer.start();
+    while (sim_.faults().size() > 0 && timer.elapsed() < 3000)
+        QThread::msleep(5);
+    ASSERT_EQ(sim_.faults().size(), 0) << "the check met the fault";
+    QThread::msleep(20);  // its in-progress reply has arrived
+
+    timer.restart();
     EXPECT_FALSE(Measure());
     EXPECT_GE(timer.elapsed(), 10000);
     EXPECT_EQ(count("Meas Run"), 0);
