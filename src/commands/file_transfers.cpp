@@ -30,6 +30,9 @@ constexpr int kDigestDeadlineMs = 20000;
 // from one copy); neither comes near this, and a larger file is refused
 // before it is read.
 constexpr qint64 kLargestTransferFile = 256 * 1024 * 1024;
+// The longest the update waits for a running status check to let go.
+constexpr int kStatusCheckWaitMs = 5000;
+constexpr qint32 kCheckStillRunning = 0x501E;
 
 const QString kCloneDone = QStringLiteral("CLONE 0x00");
 const QString kCloneFailed = QStringLiteral("CLONE 0x01");
@@ -122,7 +125,16 @@ QString systemUpdate(CommandContext& context)
         host.setTransferComplete(true);
         return result;
     };
+    // A check runs only until it finds the lock taken (this command holds
+    // it), so one that is still running after a few seconds is stuck.
+    QElapsedTimer waited;
+    waited.start();
     while (host.statusCheckRunning()) {
+        if (waited.elapsed() >= kStatusCheckWaitMs) {
+            log.LogErrorOnly(kCheckStillRunning, QStringLiteral("FAILED systemupdate: status check still running after %1 ms")
+                                                     .arg(waited.elapsed()));
+            return finish(kUpdateFailed);
+        }
         log.WriteLine(QStringLiteral("Waiting for checkstatus"));
         QThread::msleep(kPollMs);
     }

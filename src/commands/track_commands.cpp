@@ -1,6 +1,7 @@
 // The track-scan commands: configuration and start of a traverse, the raw
 // track link, homing, the paper reference, replay, and the results of the
 // last traverse.
+#include <QElapsedTimer>
 #include <QThread>
 #include <cmath>
 #include <limits>
@@ -26,6 +27,11 @@ constexpr qint32 kBatteryStatus = 0x1B;
 constexpr int kMoreData = 2;
 // Strips of one sheet: each is its own traverse and its own strip files.
 constexpr int kMostStrips = 1000;
+// The readings of the paper acquisition arrive in a few packets right after
+// the stop; an instrument still announcing more after as long as the
+// acquisition itself took has nothing real left to send.
+constexpr int kPaperDrainLimitMs = kPaperAcquisitionMs;
+constexpr qint32 kReceiveTimeout = 0x5005;
 
 // A decimal number; "nan", "inf" and overflowing text are refused.
 double numberArgument(const QString& word)
@@ -46,6 +52,21 @@ void requireOk(CommandContext& context, const QString& command, int timeoutMs)
 {
     if (!context.exchange(command, timeoutMs).ok())
         context.fail();
+}
+
+// Polls "Scan Get Refls" while it announces more, for a bounded time.
+void drainPaperReadings(CommandContext& context)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (context.host.pollStreamedScan() == kMoreData) {
+        if (timer.elapsed() > kPaperDrainLimitMs) {
+            context.host.log().LogErrorOnly(
+                kReceiveTimeout,
+                QStringLiteral("FAILED AutoScanConfig: readings still announced after %1 ms").arg(timer.elapsed()));
+            context.fail();
+        }
+    }
 }
 
 } // namespace
@@ -72,8 +93,7 @@ QString autoScanConfig(CommandContext& context)
         requireOk(context, QStringLiteral("Scan Acquire Start"), kAcquireTimeoutMs);
         QThread::msleep(kPaperAcquisitionMs);
         requireOk(context, QStringLiteral("Scan Acquire Stop"), kAcquireTimeoutMs);
-        while (context.host.pollStreamedScan() == kMoreData) {
-        }
+        drainPaperReadings(context);
     }
     const QString result = engine.scanRecordedData();
     if (result.isEmpty())

@@ -16,6 +16,12 @@ namespace {
 constexpr int kCaptureTimeoutMs = 12000;
 constexpr qint32 kMoreFollows = 0x12;
 constexpr qint32 kBadData = 0x501A;
+constexpr qint32 kReceiveTimeout = 0x5005;
+// An image that keeps announcing more after this much data, or for this
+// long, has no end: the largest image the instrument sends (a video frame
+// bitmap) is a few megabytes and arrives within seconds.
+constexpr qint64 kLongestImageBytes = 32 * 1024 * 1024;
+constexpr qint64 kLongestImageMs = 60000;
 
 bool startsWithIgnoringCase(const unsigned char* message, int length, const char* prefix)
 {
@@ -42,6 +48,7 @@ int Vireo2::ExecuteBinary(const unsigned char* message, int messageLength, int t
     PortLock lock(*this);
     if (lock.failed())
         return 0;
+    timeoutMs = CTransport::boundedReplyTimeout(timeoutMs);
     log_->setSentText(textPart(message, messageLength));
     log_->setTimeout(quint32(qMax(timeoutMs, 0)));
     log_->setReceivedText(QString());
@@ -109,7 +116,17 @@ int Vireo2::receiveImage(const ImageReceive& mode, int timeoutMs, unsigned char*
     QString receive = mode.receiveFirst;
     int total = 0;
     int remaining = std::max(bufferSize, 0);
+    qint64 received = 0;
+    QElapsedTimer elapsed;
+    elapsed.start();
     while (IsConnected()) {
+        if (received > kLongestImageBytes || elapsed.elapsed() > kLongestImageMs) {
+            const QString family = mode.codeText.left(mode.codeText.indexOf(QLatin1String("Code")));
+            log_->LogError(kReceiveTimeout, family + QStringLiteral("TIMEOUT - image not complete after %1 bytes in %2 ms")
+                                                         .arg(received)
+                                                         .arg(elapsed.elapsed()));
+            return 0;
+        }
         CTransport* transport = transport_.load();
         if (!transport)
             return 0;
@@ -128,6 +145,7 @@ int Vireo2::receiveImage(const ImageReceive& mode, int timeoutMs, unsigned char*
             log_->LogError(kBadData, mode.invalidText);
             return 0;
         }
+        received += reply.size() - bar - 1;
         const int n = std::min(int(reply.size()) - bar - 1, remaining);
         if (n > 0) {
             std::memcpy(buffer + total, reply.constData() + bar + 1, size_t(n));

@@ -127,14 +127,19 @@ qint32 Tr3Link::exchange(const QString& command, QByteArray& reply)
     return status;
 }
 
-void Tr3Link::drain(int timeoutMs)
+bool Tr3Link::drain(int timeoutMs)
 {
     if (!transportOpen())
-        return;
+        return true;
+    QElapsedTimer timer;
+    timer.start();
     QByteArray bytes;
     do {
+        if (timer.elapsed() >= kDrainLimitMs)
+            return false;
         transport_->Receive(bytes, timeoutMs);
     } while (!bytes.isEmpty() && transportOpen());
+    return true;
 }
 
 qint32 Tr3Link::failed(const QString& command, const QByteArray& reply)

@@ -39,8 +39,10 @@ public:
     // One command and its reply. Returns the track's status (0 accepted),
     // or the transport's error code when the exchange failed.
     qint32 exchange(const QString& command, QByteArray& reply);
-    // Reads and drops input while it keeps arriving (each read `timeoutMs`).
-    void drain(int timeoutMs);
+    // Reads and drops input while it keeps arriving (each read `timeoutMs`),
+    // for at most kDrainLimitMs; false when the track was still sending then.
+    static constexpr int kDrainLimitMs = 1000;
+    bool drain(int timeoutMs);
 
     // The status of a "<%x>" reply; false when the reply has none.
     static bool parseStatus(const QByteArray& reply, qint32* status);

@@ -19,6 +19,7 @@ constexpr double kMovingSpeed = 4.0;  // mm/s; slower counts as standing
 constexpr int kStartDelayMs = 100;
 constexpr int kSettleMs = 250;
 constexpr int kDrainReadMs = 100;
+constexpr qint32 kTrackTimeout = 0x5005;
 
 bool widthAccepted(double width)
 {
@@ -199,7 +200,11 @@ bool Vireo2Scanning::startTraverse()
         fail();
         return false;
     }
-    link_->drain(kDrainReadMs);
+    if (!link_->drain(kDrainReadMs)) {
+        log().LogErrorOnly(kTrackTimeout, QStringLiteral("FAILED: TR3 still sending after %1 ms").arg(Tr3Link::kDrainLimitMs));
+        fail();
+        return false;
+    }
     QThread::msleep(kSettleMs);
     log().ProfileMark();
     atHome_ = false;

@@ -39,6 +39,7 @@ bool CTransport::exchange(const char* command, QByteArray& response, int timeout
         length = int(std::strlen(command));
     const QString commandText = QString::fromUtf8(command, length);
     setLastCommand(commandText);
+    timeoutMs = boundedReplyTimeout(timeoutMs);
 
     auto finish = [&] {
         lastExchangeTime_ = quint32(timer.elapsed());
@@ -66,7 +67,10 @@ bool CTransport::exchange(const char* command, QByteArray& response, int timeout
             return false;
         }
         QThread::msleep(ulong(delayMs));
-        if (!transfer(poll.constData(), poll.size(), response, int(receiveTimeoutMs), packetMode))
+        // A poll's reply is not waited for beyond the deadline, except for
+        // the floor every poll gets.
+        const qint64 pollTimeoutMs = qMin(receiveTimeoutMs, qMax(deadlineMs - timer.elapsed(), kPollTimeoutFloorMs));
+        if (!transfer(poll.constData(), poll.size(), response, boundedReplyTimeout(int(pollTimeoutMs)), packetMode))
             return false;
         receiveTimeoutMs = qMax(receiveTimeoutMs - timer.elapsed(), kPollTimeoutFloorMs);
         delayMs = kLaterPollDelayMs;

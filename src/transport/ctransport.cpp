@@ -49,7 +49,8 @@ void CTransport::setLastCommand(const QString& command)
 
 qint64 CTransport::inProgressDeadlineMs(qint32 delayMs, qint32 waitMs)
 {
-    return qMax(kInProgressFloorMs, 2 * qint64(qMax(waitMs, 0)) + qint64(qMax(delayMs, 0)));
+    const qint64 announced = qint64(qMax(delayMs, 0)) + qint64(qMax(waitMs, 0));
+    return qBound(kInProgressFloorMs, announced + kInProgressGraceMs, kInProgressCeilingMs);
 }
 
 } // namespace vireo2

@@ -50,12 +50,21 @@ public:
     QString lastCommand() const;
     quint32 lastExchangeTime() const { return lastExchangeTime_.load(); }
 
-    // Overall bound of an exchange's "in progress" polling: twice the wait
-    // the instrument announced in its first reply plus its delay, and never
-    // less than this floor, so an instrument that answers every poll with
-    // status 5 cannot hold the caller (and the operation lock) for ever.
-    static constexpr qint64 kInProgressFloorMs = 30000;
+    // Overall bound of an exchange's "in progress" polling: the delay and
+    // wait the instrument announced in its first reply plus a grace of
+    // kInProgressGraceMs, at least kInProgressFloorMs and at most
+    // kInProgressCeilingMs, so an instrument that answers every poll with
+    // status 5, or announces minutes, cannot hold the caller (and the
+    // operation lock) for longer than a user would wait.
+    static constexpr qint64 kInProgressGraceMs = 5000;
+    static constexpr qint64 kInProgressFloorMs = 10000;
+    static constexpr qint64 kInProgressCeilingMs = 120000;
     static qint64 inProgressDeadlineMs(qint32 delayMs, qint32 waitMs);
+    // The longest a single reply is waited for, whatever timeout a caller
+    // asks for (SendCommand, ExecuteBinary): as long as the library itself
+    // ever gives one reply (a firmware packet, the log).
+    static constexpr int kLongestReplyWaitMs = 30000;
+    static int boundedReplyTimeout(int timeoutMs) { return qBound(0, timeoutMs, kLongestReplyWaitMs); }
 
 protected:
     // The command/reply exchange shared by both transports: send, receive and,

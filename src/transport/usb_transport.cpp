@@ -177,8 +177,9 @@ int USB::Receive(QByteArray& output, int timeoutMs)
     int transferred = 0;
     int result = LIBUSB_ERROR_NO_DEVICE;
     if (handle_) {
-        // libusb reads 0 as "no timeout"; a negative value must not become one.
-        const unsigned int timeout = timeoutMs < 0 ? 1u : unsigned(timeoutMs);
+        // libusb reads 0 as "no timeout": neither 0 nor a negative value may
+        // become one, and no read waits longer than any reply is waited for.
+        const unsigned int timeout = timeoutMs <= 0 ? 1u : unsigned(boundedReplyTimeout(timeoutMs));
         result = libusb_bulk_transfer(handle_, kEndpointIn, reinterpret_cast<unsigned char*>(receiveBuffer_.data()),
                                       kReceiveBufferSize, &transferred, timeout);
     } else {

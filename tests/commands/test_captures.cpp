@@ -54,5 +54,21 @@ TEST_F(CaptureTest, VideoFrameIsABitmap)
     EXPECT_EQ(capture("CaptureScr"), QByteArray("CAPTURESCR 0x00"));
 }
 
+// An instrument that answers "more follows" (0x12) for ever is given up
+// after 32 MiB of image (or a minute), with a timeout error; what fits the
+// buffer is not claimed as an image.
+TEST_F(CaptureTest, ImageWithoutEndIsGivenUp)
+{
+    const QByteArray chunk = "SCREEN 0x12 |" + QByteArray(1 << 20, 'p');
+    sim_.faults().add(sim::Fault::on("Screen Receive !").replying(chunk));
+    sim_.faults().add(sim::Fault::on("Screen Receive").replying(chunk).always());
+    EXPECT_EQ(capture("CaptureScreen").size(), 0);
+    EXPECT_EQ(GetLastErrorCode(), 0x5005);
+    EXPECT_TRUE(QString::fromUtf8(GetLastErrorString())
+                    .startsWith(QLatin1String("FAILED Screen Receive : TIMEOUT - image not complete after 3")))
+        << GetLastErrorString();
+    EXPECT_LT(count("Screen Receive"), 40);
+}
+
 } // namespace
 } // namespace vireo2::test

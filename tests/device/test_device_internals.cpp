@@ -7,6 +7,7 @@
 
 #include <QAbstractSocket>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <thread>
 
@@ -28,6 +29,7 @@ class TestableVireo2 : public vireo2::Vireo2 {
 public:
     QByteArray linkAddress;
 
+    using Vireo2::checkBusy_;
     using Vireo2::firmwareVersion_;
     using Vireo2::instrumentPresent_;
     using Vireo2::operationMutex_;
@@ -221,6 +223,29 @@ TEST_F(ConnectedDeviceTest, StatusCheckNeverWaitsForTheLockAndEndsWithDisconnect
     EXPECT_TRUE(sim_.waitForCommand("button triggered?", 1000));
     ASSERT_TRUE(device_->Disconnect());
     EXPECT_EQ(device_->statusThread_, nullptr) << "Disconnect stops the status thread";
+}
+
+// The firmware update waits for a running status check to let go, but a
+// check that never does (stuck) fails the update after 5 s, before any packet.
+TEST_F(ConnectedDeviceTest, FirmwareUpdateWaitsForARunningCheckAtMostFiveSeconds)
+{
+    stopPolling();
+    const QString image = env_.dataDirectory() + QStringLiteral("firmware.bin");
+    QFile file(image);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("VIREO2-FIRMWARE\n9.9.9\n");
+    file.close();
+    device_->checkBusy_ = true;
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(device_->Execute(QStringLiteral("systemupdate;") + image), QStringLiteral("SYSTEM 0x01"));
+    EXPECT_GE(timer.elapsed(), 5000);
+    EXPECT_LT(timer.elapsed(), 7000);
+    EXPECT_EQ(device_->log()->errorCode(), 0x501E);
+    EXPECT_TRUE(errorText().startsWith(QLatin1String("FAILED systemupdate: status check still running after ")));
+    for (const QByteArray& command : sim_.commands())
+        EXPECT_FALSE(command.startsWith("system update"));
+    device_->checkBusy_ = false;
 }
 
 TEST_F(ConnectedDeviceTest, OutOfSequenceCompletionIsLoggedAndIgnored)

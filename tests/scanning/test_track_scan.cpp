@@ -1,6 +1,7 @@
 // Track scans through the C exports: a real traverse of the simulated sheet,
 // the streamed-data poll's status rows, the start's refusals, homing, and
 // the raw track link.
+#include <QElapsedTimer>
 #include <QFile>
 #include <QStringList>
 #include <QTextStream>
@@ -166,6 +167,41 @@ TEST_F(TrackScan, PacketWithoutJsonIsRecordedAndTheScanGoesOn)
     sim_.faults().add(sim::Fault::on("Scan Get Refls").replying("SCAN 0x90 |{}"));
     startTraverse(24, 8.0f);
     ASSERT_EQ(waitForScanEnd(20000), 3) << lastError();
+}
+
+// The paper acquisition ("autoscanconfig W 1") polls while the instrument
+// announces more readings, for at most as long as the acquisition took; a
+// track that keeps talking after the traverse command is drained for at
+// most 1 s. Each ends with a timeout error instead of a hang.
+TEST_F(TrackScan, EndlessReadingsAndAChatteringTrackAreGivenUp)
+{
+    connectOnTrack();
+    sim_.faults().add(sim::Fault::on("Scan Get Refls").replying("SCAN 0x05").always());
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(execute("autoscanconfig;8;1"), "");
+    EXPECT_LT(timer.elapsed(), 13000);
+    EXPECT_EQ(GetLastErrorCode(), 0x5005);
+    EXPECT_EQ(std::string(GetLastErrorString()).rfind("FAILED AutoScanConfig: readings still announced after ", 0), 0u)
+        << lastError();
+    sim_.faults().clear();
+
+    // Twenty more packets after the traverse's own reply, 80 ms apart.
+    QByteArray chatter;
+    QList<int> pieces{10};
+    for (int i = 0; i < 20; ++i) {
+        chatter += QByteArray("\x7e\0\0\0\x04<00>\x7f", 10);
+        pieces << 10;
+    }
+    track_.faults().add(
+        sim::Fault::on("150.00,300.0024xm").withGarbage(QByteArray(), chatter).splitInto(pieces, 80));
+    ASSERT_EQ(ScanConfig(24, 8.0f), 1) << lastError();
+    ASSERT_EQ(ScanStart(), 1);
+    timer.restart();
+    EXPECT_EQ(execute("autoscanstart"), "");
+    EXPECT_LT(timer.elapsed(), 3000);
+    EXPECT_EQ(lastError(), "20485 FAILED: TR3 still sending after 1000 ms");
+    EXPECT_EQ(ScanGetStatus(), -1);
 }
 
 TEST_F(TrackScan, StartRefusals)
