@@ -9,6 +9,7 @@
 #include "instrument_info.h"
 #include "instrument_session.h"
 #include "library_error.h"
+#include "packet_watcher.h"
 #include "subcommand.h"
 #include "vireo2.h"
 
@@ -85,10 +86,14 @@ int run(const Invocation& call)
                         .arg(size)
                         .arg(packetCount(size))))
         return failure(QStringLiteral("not updated (answer y, or add --yes to update without asking)"));
+    PacketWatcher packets(call.context.quiet);
     const QString answer =
         executeLine(QStringLiteral("systemupdate;") + path,
                     QStringLiteral("Updating the firmware (%1, each digested; up to 50 s per packet)").arg(packetCount(size)),
-                    call.context.quiet, [](const QString& a) { return a == QLatin1String("SYSTEM 0x00"); });
+                    call.context.quiet, [&packets](const QString& a) {
+                        packets.stop();
+                        return a == QLatin1String("SYSTEM 0x00");
+                    });
     if (answer != QLatin1String("SYSTEM 0x00"))
         return updateFailure(answer);
     const QString after = firmwareVersion();

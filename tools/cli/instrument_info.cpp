@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QStringList>
 
+#include "error_sentences.h"
 #include "vireo2.h"
 
 namespace vireo2::cli {
@@ -60,8 +61,10 @@ QString calibrationText(int status)
         return QStringLiteral("valid");
     case 1:
         return QStringLiteral("needs calibration");
-    default:
+    case -1:
         return QStringLiteral("unknown");
+    default:
+        return explainStatus(status).sentence;
     }
 }
 

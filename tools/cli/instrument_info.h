@@ -13,7 +13,8 @@ using Attributes = QList<QPair<QString, QString>>;
 // A part without "=" belongs to the value before it (a value holding ":").
 Attributes parseAttributes(const QString& text);
 
-// "valid", "needs calibration" or "unknown" for GetCalStatus's 0, 1, -1.
+// "valid", "needs calibration", "unknown" for GetCalStatus's 0, 1, -1, else
+// what the instrument status means.
 QString calibrationText(int status);
 
 // The firmware version the connected instrument reports ("0.5.398"), or
