@@ -184,7 +184,7 @@ TEST_F(MeasuringRunTest, AppendedFilesCollectReadingsOfSeveralRunsAndStayTrue)
 }
 
 // The button trigger takes what the instrument measured on its own; the key
-// trigger measures on Enter and ends the run on q.
+// trigger measures on Enter; q ends either run.
 TEST_F(MeasuringRunTest, ButtonAndKeyTriggers)
 {
     QProcess button;
@@ -203,6 +203,29 @@ TEST_F(MeasuringRunTest, ButtonAndKeyTriggers)
     const QJsonObject reading = jsonObject(QString::fromUtf8(button.readAllStandardOutput()));
     EXPECT_EQ(reading.value("conditions").toArray().size(), 4);
     EXPECT_EQ(commandCount("Meas Run"), 0) << "the host never measured";
+
+    // q ends a run that waits for the button, with what was read kept.
+    QProcess quit;
+    placeInTest(quit);
+    quit.start(VIREO2_CLI_PROGRAM, {"--tcp", simAddress(), "-q", "measure", "--count", "3", "--trigger", "button"});
+    ASSERT_TRUE(quit.waitForStarted());
+    QByteArray waiting;
+    for (int i = 0; i < 100 && !waiting.contains("press the instrument's button"); ++i) {
+        quit.waitForReadyRead(100);
+        waiting += quit.readAllStandardError();
+    }
+    ASSERT_TRUE(control("reading TCS05").startsWith("SIM 0x00"));
+    QByteArray shown;
+    for (int i = 0; i < 100 && !shown.contains("Reading 1,"); ++i) {
+        quit.waitForReadyRead(100);
+        shown += quit.readAllStandardOutput();
+    }
+    quit.write("q\n");
+    ASSERT_TRUE(quit.waitForFinished(10000));
+    EXPECT_EQ(quit.exitCode(), 0) << quit.readAllStandardError().toStdString();
+    shown += quit.readAllStandardOutput();
+    EXPECT_TRUE(shown.contains("Reading 1,")) << shown.toStdString();
+    EXPECT_FALSE(shown.contains("Reading 2,"));
 
     QProcess key;
     placeInTest(key);

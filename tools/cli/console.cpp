@@ -1,7 +1,7 @@
 #include "console.h"
 
 #include <cstdio>
-#include <iostream>
+#include <poll.h>
 #include <string>
 #include <unistd.h>
 
@@ -36,13 +36,62 @@ int failure(const QString& message)
     return ExitFailure;
 }
 
+namespace {
+// Input is read byte by byte from the descriptor, never through a buffered
+// stream, so a blocking prompt and a check for a typed "q" while waiting
+// never hide bytes from each other.
+std::string gPending;
+bool gInputEnded = false;
+
+// One byte of input: 1 read, 0 nothing waiting (when not blocking), -1 the
+// end of input or an interruption.
+int readByte(bool block, char* byte)
+{
+    if (gInputEnded)
+        return -1;
+    if (!block) {
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        if (::poll(&input, 1, 0) <= 0 || !(input.revents & (POLLIN | POLLHUP)))
+            return 0;
+    }
+    const ssize_t n = ::read(STDIN_FILENO, byte, 1);
+    if (n == 1)
+        return 1;
+    if (n == 0)
+        gInputEnded = true;
+    return -1;
+}
+
+QString takeLine()
+{
+    const QString line = QString::fromLocal8Bit(gPending.c_str()).trimmed();
+    gPending.clear();
+    return line;
+}
+} // namespace
+
 bool readLine(QString* line)
 {
-    std::string text;
-    if (!std::getline(std::cin, text))
+    char byte = 0;
+    int got = 0;
+    while ((got = readByte(true, &byte)) == 1 && byte != '\n')
+        gPending += byte;
+    if (got < 0 && gPending.empty())
         return false;
-    *line = QString::fromLocal8Bit(text.c_str()).trimmed();
+    *line = takeLine();
     return true;
+}
+
+bool quitTyped()
+{
+    char byte = 0;
+    while (readByte(false, &byte) == 1) {
+        if (byte != '\n')
+            gPending += byte;
+        else if (isQuit(takeLine()))
+            return true;
+    }
+    return false;
 }
 
 bool isQuit(const QString& line)

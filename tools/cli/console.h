@@ -37,4 +37,8 @@ bool confirm(const QString& question);
 bool readLine(QString* line);
 bool isQuit(const QString& line);
 
+// While the program waits for something else: true when a line "q" has been
+// typed (without waiting for input).
+bool quitTyped();
+
 } // namespace vireo2::cli

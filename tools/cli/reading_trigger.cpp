@@ -3,8 +3,6 @@
 #include <QElapsedTimer>
 #include <QThread>
 #include <cstdio>
-#include <iostream>
-#include <string>
 
 #include "console.h"
 #include "execute_call.h"
@@ -31,8 +29,8 @@ int waitForKey(int number, int count, bool quiet)
     // The prompt is the one thing --quiet keeps: without it nobody knows to press.
     Q_UNUSED(quiet);
     printErr(prefix(number, count) + QStringLiteral("place the instrument and press Enter (q Enter ends the run) "));
-    std::string line;
-    if (!std::getline(std::cin, line) || line == "q" || line == "Q")
+    QString line;
+    if (!readLine(&line) || isQuit(line))
         return 0;
     return measureNow(number, count, true);
 }
@@ -40,7 +38,7 @@ int waitForKey(int number, int count, bool quiet)
 int waitForButton(int number, int count, bool quiet, int waitSeconds)
 {
     IsDataReady(); // a reading that arrived before the prompt is not this one
-    printErr(prefix(number, count) + QStringLiteral("press the instrument's button...\n"));
+    printErr(prefix(number, count) + QStringLiteral("press the instrument's button (q Enter ends the run)...\n"));
     QElapsedTimer timer;
     timer.start();
     while (!IsDataReady()) {
@@ -48,6 +46,8 @@ int waitForButton(int number, int count, bool quiet, int waitSeconds)
             printErr(QStringLiteral("vireo2: no reading from the instrument's button within %1 s\n").arg(waitSeconds));
             return -1;
         }
+        if (quitTyped())
+            return 0;
         if (!IsConnected()) {
             printErr(QStringLiteral("vireo2: the instrument is no longer connected\n"));
             return -1;

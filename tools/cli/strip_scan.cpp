@@ -18,6 +18,7 @@ namespace {
 constexpr int kStatusScanning = 2;
 constexpr int kStatusReady = 3;
 constexpr int kStatusHeadNotHome = 7;
+constexpr int kQuit = -100; // not a status: the user typed q
 constexpr int kPollMs = 100;
 constexpr int kTraverseLimitS = 120;  // the longest traverse takes about 30 s
 
@@ -37,6 +38,8 @@ int waitForStatus(int limitS, bool handScan)
     int status = ScanGetStatus();
     while ((status == kStatusScanning || (handScan && status == 0)) && timer.elapsed() < limitS * 1000LL
            && !interrupted()) {
+        if (handScan && quitTyped())
+            return kQuit;
         QThread::msleep(kPollMs);
         status = ScanGetStatus();
     }
@@ -126,12 +129,14 @@ QString scanByHand(const StripScanRequest& request, int sheet, StripScan* scan)
 {
     if (!ScanConfig(request.patchCount, float(request.patchWidth)) || !ScanStart())
         return QStringLiteral("the instrument did not take the scan settings");
-    Progress progress(QStringLiteral("Scan the strip with the instrument"), request.quiet);
+    Progress progress(QStringLiteral("Scan the strip with the instrument (q Enter stops)"), request.quiet);
     const int status = waitForStatus(request.waitSeconds, true);
     progress.finish(status == kStatusReady);
     ScanAbort();
     if (interrupted())
         return QStringLiteral("interrupted while waiting for the hand scan");
+    if (status == kQuit)
+        return QStringLiteral("stopped (q) while waiting for the hand scan");
     if (status != kStatusReady)
         return status == 0 ? QStringLiteral("no scan arrived within %1 s").arg(request.waitSeconds)
                            : QStringLiteral("the scan ended with status %1").arg(status);
