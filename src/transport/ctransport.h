@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include "threading/locks.h"
+#include "transport/owed_replies.h"
 #include <QObject>
 #include <QString>
 #include <atomic>
@@ -48,6 +49,9 @@ public:
     };
 
     QString lastCommand() const;
+    // Commands whose replies are still to come: a late one is dropped, never
+    // taken as the answer to a later command.
+    OwedReplies& owedReplies() { return owedReplies_; }
     quint32 lastExchangeTime() const { return lastExchangeTime_.load(); }
 
     // Overall bound of an exchange's "in progress" polling: the delay and
@@ -87,6 +91,7 @@ protected:
     QString unusedText_;
     std::atomic<quint32> lastExchangeTime_{0};
     bool packetMode_ = true;
+    OwedReplies owedReplies_;
 
 private:
     mutable Mutex fieldsMutex_;

@@ -92,9 +92,23 @@ bool EthernetSocket::connectTo(const QString& address)
     return true;
 }
 
+// Whatever arrived unasked (a reply that came too late for its command) is
+// dropped before a command goes out, so that it cannot be read as the new
+// command's reply.
+void EthernetSocket::discardUnread()
+{
+    if (socket_->bytesAvailable() == 0)
+        socket_->waitForReadyRead(0);
+    if (socket_->bytesAvailable() > 0)
+        socket_->skip(socket_->bytesAvailable());
+}
+
 bool EthernetSocket::write(const char* bytes, int length)
 {
     if (refused_ || !owner_->IsConnected() || !connected())
+        return false;
+    discardUnread();
+    if (!connected())
         return false;
     socket_->write(bytes, length);
     if (socket_->state() == QAbstractSocket::UnconnectedState)
@@ -119,6 +133,26 @@ int EthernetSocket::readinessWaitMs(const QElapsedTimer& timer, int timeoutMs) c
     return int(qBound<qint64>(1, left + 1, kReadinessWaitMs));
 }
 
+// A complete packet that answers an earlier command (one whose reply timed
+// out) is dropped; bytes after it start the next packet. True when the read
+// must go on.
+bool EthernetSocket::dropLateReply(bool packetMode)
+{
+    using State = bcp::PacketAssembler::State;
+    while (packetMode && assembler_.state() == State::Complete) {
+        QByteArray& buffer = assembler_.buffer();
+        const qint64 size = assembler_.expected();
+        if (!owner_->owedReplies().settledBy(buffer.mid(5, int(size) - 6)))
+            return false;
+        const QByteArray rest = buffer.mid(int(size));
+        assembler_.reset(packetMode);
+        if (rest.isEmpty())
+            return true;
+        assembler_.append(rest.constData(), rest.size());
+    }
+    return assembler_.state() == State::Incomplete;
+}
+
 int EthernetSocket::read(int timeoutMs, bool packetMode)
 {
     assembler_.reset(packetMode);
@@ -133,7 +167,8 @@ int EthernetSocket::read(int timeoutMs, bool packetMode)
         if (socket_->bytesAvailable() == 0 && !socket_->waitForReadyRead(readinessWaitMs(timer, timeoutMs)))
             socket_->waitForReadyRead(readinessWaitMs(timer, timeoutMs));
         const qint64 count = socket_->read(chunk_.data(), kReadChunk);
-        if (count > 0 && assembler_.append(chunk_.constData(), count) != bcp::PacketAssembler::State::Incomplete)
+        if (count > 0 && assembler_.append(chunk_.constData(), count) != bcp::PacketAssembler::State::Incomplete
+            && !dropLateReply(packetMode))
             return assembler_.buffer().size();
         // Compared as signed: QElapsedTimer::hasExpired() would take a
         // negative timeout as "never" and wait as long as the peer trickles.

@@ -57,6 +57,8 @@ public:
     QByteArray& reply() { return assembler_.buffer(); }
 
 private:
+    void discardUnread();
+    bool dropLateReply(bool packetMode);
     // One readiness wait of a read started at `timer`.
     int readinessWaitMs(const QElapsedTimer& timer, int timeoutMs) const;
 

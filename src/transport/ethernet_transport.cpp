@@ -109,6 +109,7 @@ bool CEthernet::Send(const char* bytes, int length)
         SetError(0x5001, QStringLiteral("FAILED Send: NOT Connected"));
         return false;
     }
+    owedReplies_.sent(bytes, measuredLength(bytes, length));
     const QByteArray packet = bcp::frame(bytes, measuredLength(bytes, length));
     return SendRaw(packet.constData(), packet.size());
 }
@@ -131,7 +132,16 @@ int CEthernet::Receive(QByteArray& output, int timeoutMs)
 
 bool CEthernet::RecvPacket(QByteArray& output, int timeoutMs)
 {
-    return Receive(output, timeoutMs) != 0 && unwrapPacket(output);
+    if (Receive(output, timeoutMs) == 0)
+        return false;
+    noteIfNothingCame(output);
+    return unwrapPacket(output);
+}
+
+void CEthernet::noteIfNothingCame(const QByteArray& reply)
+{
+    if (reply.isEmpty() && IsConnected())
+        owedReplies_.missing();
 }
 
 bool CEthernet::unwrapPacket(QByteArray& output)
@@ -161,6 +171,7 @@ bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, in
         return false;
     }
     const int size = measuredLength(bytes, length);
+    owedReplies_.sent(bytes, size);
     const QByteArray packet = packetMode ? bcp::frame(bytes, size) : QByteArray::fromRawData(bytes, size);
     switch (thread->writeThenRead(packet.constData(), packet.size(), response, timeoutMs, packetMode_)) {
     case EthernetThread::Transfer::WriteFailed:
@@ -172,6 +183,7 @@ bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, in
     case EthernetThread::Transfer::Read:
         break;
     }
+    noteIfNothingCame(response);
     // After a good write a reply counts as received even when empty.
     return !packetMode || unwrapPacket(response);
 }

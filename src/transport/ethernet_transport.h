@@ -57,6 +57,8 @@ private:
     std::shared_ptr<EthernetThread> currentThread() const;
     // Validates and unwraps the BCP packet in `output` (RecvPacket's checks).
     bool unwrapPacket(QByteArray& output);
+    // After a good write: an empty reply means the command's reply is owed.
+    void noteIfNothingCame(const QByteArray& reply);
 
     mutable Mutex threadMutex_;
     std::shared_ptr<EthernetThread> thread_;

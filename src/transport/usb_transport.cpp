@@ -1,5 +1,6 @@
 #include "transport/usb_transport.h"
 
+#include <QElapsedTimer>
 #include <QList>
 #include <QFileInfo>
 #include <QSettings>
@@ -165,6 +166,7 @@ bool USB::Send(const char* bytes, int length)
 {
     if (length == 0)
         length = int(std::strlen(bytes));
+    owedReplies_.sent(bytes, length);
     const QByteArray packet = bcp::frame(bytes, length);
     return SendRaw(packet.constData(), packet.size());
 }
@@ -186,6 +188,7 @@ int USB::Receive(QByteArray& output, int timeoutMs)
         errno = ENODEV;
     }
     transferred = qBound(0, transferred, kReceiveBufferSize);
+    lastReadTimedOut_ = result == LIBUSB_ERROR_TIMEOUT && transferred == 0;
     if (result != 0 && result != LIBUSB_ERROR_TIMEOUT) {
         const int readErrno = errno;
         SetError(readErrno, QStringLiteral("Receive: Error code %1").arg(readErrno));
@@ -198,8 +201,29 @@ int USB::Receive(QByteArray& output, int timeoutMs)
 
 bool USB::RecvPacket(QByteArray& output, int timeoutMs)
 {
-    if (Receive(output, timeoutMs) == 0)
+    QElapsedTimer timer;
+    timer.start();
+    while (receivePacket(output, timeoutMs)) {
+        // A late reply to an earlier command is dropped; the read goes on
+        // for what is left of the timeout.
+        if (!owedReplies_.settledBy(output))
+            return true;
+        timeoutMs -= int(qMin<qint64>(timer.restart(), timeoutMs));
+        if (timeoutMs <= 0) {
+            owedReplies_.missing();
+            return false;
+        }
+    }
+    return false;
+}
+
+bool USB::receivePacket(QByteArray& output, int timeoutMs)
+{
+    if (Receive(output, timeoutMs) == 0) {
+        if (lastReadTimedOut_)
+            owedReplies_.missing();
         return false;
+    }
     switch (bcp::validate(output, bcp::LengthRule::AtMost)) {
     case bcp::Validity::TooShort:
         SetError(0x5006, QStringLiteral("FAILED RecvPacket: Invalid packet length"));

@@ -58,6 +58,11 @@ private:
     bool libusbReady_ = false;
     // One read buffer for the transport's life instead of one per read.
     QByteArray receiveBuffer_;
+    // The last read ended at its timeout with nothing read.
+    bool lastReadTimedOut_ = false;
+
+    // Receive, then validate and unwrap one packet.
+    bool receivePacket(QByteArray& output, int timeoutMs);
 };
 
 } // namespace vireo2

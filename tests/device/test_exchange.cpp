@@ -1,6 +1,7 @@
 // The command exchange seen through SendCommand and the operations that use
 // it: statuses, error records, transport failures and re-entry.
 #include <QElapsedTimer>
+#include <QThread>
 #include <thread>
 
 #include "instrument_fixture.h"
@@ -113,6 +114,24 @@ TEST_F(ExchangeTest, TransportFailureClosesThePortExceptForPolledCommands)
     EXPECT_TRUE(IsConnected());
     connectInstrument();
     EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), kCalPlaque);
+}
+
+// A polled command's read gives up (3 s and the link's readiness rounds: 4 s)
+// but keeps the link; its reply still comes. Whether it is already waiting
+// when the next command goes out or arrives while that command waits, it
+// never stands in for that command's reply.
+TEST_F(ExchangeTest, LateReplyNeverAnswersTheNextCommand)
+{
+    for (const int lateByMs : {5000, 4900}) {
+        SCOPED_TRACE(lateByMs);
+        sim_.faults().add(Fault::on("spectro system state").delayedBy(lateByMs));
+        EXPECT_STREQ(SendCommand("spectro system state", 3000), "");
+        if (lateByMs < 5000)
+            QThread::msleep(1000);  // the late reply is in before the next command leaves
+        EXPECT_STREQ(SendCommand("SerialNum Get Cal", 3000), kCalPlaque);
+        EXPECT_EQ(std::string(SendCommand("spectro system state", 3000)).rfind("SPECTRO 0x00 ", 0), 0u);
+    }
+    EXPECT_EQ(sim_.clientCount(), 1);
 }
 
 TEST_F(ExchangeTest, SecondExchangeDuringALongOneIsRefusedWithoutDisturbingIt)

@@ -112,6 +112,29 @@ TEST_F(UsbTransportTest, ExchangeDrainsWritesAZeroLengthPacketAndReads)
     EXPECT_EQ(calls[3].buffer, calls[0].buffer);  // one read buffer for the transport's life
 }
 
+// Replies that come after their command timed out: the drain before the next
+// write takes one; one that arrives after the drain is recognised as owed
+// (its keyword is a timed-out command's) and dropped, and the read goes on
+// for the command's own reply.
+TEST_F(UsbTransportTest, LateRepliesNeverAnswerTheNextCommand)
+{
+    faults().add(Fault::on("probe").silently().repeated(2));
+    EXPECT_FALSE(usb.SendReceive("probe one", reply, 30, 0));
+    EXPECT_FALSE(usb.SendReceive("probe two", reply, 30, 0));
+    device.queueIn(vireo2::bcp::frame("PROBE 0x00 one, late"));
+    device.queueIn(vireo2::bcp::frame("PROBE 0x00 two, late"));
+    device.clearCalls();
+    ASSERT_TRUE(usb.SendReceive("version", reply, 700, 0));
+    EXPECT_EQ(reply, QByteArray(EchoInstrument::kVersionReply));
+    // The drain took the first, the read dropped the second and read on.
+    EXPECT_TRUE(QRegularExpression("^in10 out13 out0 in700 in\\d+$").match(trace()).hasMatch()) << trace().toStdString();
+    const QList<UsbCall> calls = device.calls();
+    ASSERT_EQ(calls.size(), 5);
+    EXPECT_EQ(calls[0].data, vireo2::bcp::frame("PROBE 0x00 one, late"));
+    EXPECT_EQ(calls[3].data, vireo2::bcp::frame("PROBE 0x00 two, late"));
+    EXPECT_EQ(calls[4].data, vireo2::bcp::frame(EchoInstrument::kVersionReply));
+}
+
 TEST_F(UsbTransportTest, ReadTimeoutRecordsNoError)
 {
     usb.SetError(0x1234, QStringLiteral("earlier"));
