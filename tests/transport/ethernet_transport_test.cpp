@@ -14,6 +14,7 @@
 
 #include "echo_instrument.h"
 #include "sim_server.h"
+#include "transport/bcp_packet.h"
 #include "transport/ethernet_socket.h"
 #include "transport/network_address.h"
 #include "closed_port.h"
@@ -112,6 +113,23 @@ TEST_F(EthernetTransportTest, BadRepliesFailWithTheirErrorAndInTime)
 
 // The timeout is checked after every chunk: a negative one has passed at the
 // first check, however the peer keeps trickling.
+// A late reply to a command whose read gave up, arriving in one segment with
+// the next command's reply: it is dropped and the reply behind it read. The
+// same packet is not dropped when nothing is owed: it breaks the framing.
+TEST_F(EthernetTransportTest, LateReplyInTheSegmentOfTheAnswerIsDropped)
+{
+    const QByteArray late = vireo2::bcp::frame("PROBE 0x00 late");
+    transport.owedReplies().sent("probe now", 9);
+    transport.owedReplies().missing();
+    sim.faults().add(Fault::on("version").withGarbage(late));
+    ASSERT_TRUE(exchange("version"));
+    EXPECT_EQ(reply, kVersion);
+
+    sim.faults().add(Fault::on("version").withGarbage(late));
+    EXPECT_FALSE(exchange("version"));
+    EXPECT_EQ(transport.GetErrorCode(), 0x5007);
+}
+
 TEST_F(EthernetTransportTest, NegativeReadTimeoutHasPassedAtTheFirstCheck)
 {
     sim.faults().add(Fault::on("version").splitInto({8, 4, 4, 4}, 100));
