@@ -149,6 +149,10 @@ TEST_F(CliScanTest, HandScanAndItsFailures)
     const ProgramResult nothing = vireo2AgainstSim({"scan", "--wait", "1"});
     EXPECT_EQ(nothing.exitCode, 1);
     EXPECT_TRUE(nothing.err.contains(QStringLiteral("no scan arrived within 1 s"))) << nothing.err.toStdString();
+    // q ends the wait at once.
+    const ProgramResult stopped = vireo2WithInput({"scan", "--wait", "60"}, "q\n");
+    EXPECT_EQ(stopped.exitCode, 1);
+    EXPECT_TRUE(stopped.err.contains(QStringLiteral("stopped (q)"))) << stopped.err.toStdString();
     EXPECT_EQ(vireo2AgainstSim({"scan", "--width", "2"}).exitCode, 2);
     EXPECT_EQ(vireo2AgainstSim({"scan", "--condition", "M7"}).exitCode, 2);
 }
