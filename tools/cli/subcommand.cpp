@@ -34,7 +34,7 @@ QString optionTable(const QList<QCommandLineOption>& options)
 const QList<Subcommand>& subcommands()
 {
     static const QList<Subcommand> list = {
-        simCommand(),       statusCommand(),   calibrateCommand(),  measureCommand(),  scanCommand(),
+        simCommand(),       statusCommand(),   calibrateCommand(),  measureCommand(),  scanCommand(),     chartCommand(),
         convertCommand(),   libraryCommand(),  templateCommand(),   backupCommand(),   restoreCommand(),
         screenshotCommand(), firmwareCommand(), profileCommand(),   instrumentLogCommand(),
         execCommand(),      settingsCommand(), logCommand()};

@@ -45,6 +45,7 @@ Subcommand statusCommand();
 Subcommand calibrateCommand();
 Subcommand measureCommand();
 Subcommand scanCommand();
+Subcommand chartCommand();
 Subcommand libraryCommand();
 Subcommand templateCommand();
 Subcommand backupCommand();

@@ -5,6 +5,7 @@
 #include <QTextStream>
 #include <memory>
 
+#include "chart_setup.h"
 #include "sheet_model.h"
 #include "sim_command_line.h"
 #include "sim_server.h"
@@ -26,6 +27,20 @@ int main(int argc, char** argv)
     QString error;
     if (!vireo2::sim::readOptions(parser, &options, &error)) {
         err << "vireo2-sim: " << error << Qt::endl;
+        return 2;
+    }
+
+    if (!options.truthFile.isEmpty()) {
+        const QByteArray truth = vireo2::sim::printerTruthFor(options, &error);
+        if (truth.isEmpty()) {
+            err << "vireo2-sim: --printer-truth: " << error << Qt::endl;
+            return 2;
+        }
+        out << truth;
+        return 0;
+    }
+    if (!options.chartFile.isEmpty() && !options.trackPort) {
+        err << "vireo2-sim: --chart needs --track" << Qt::endl;
         return 2;
     }
 
@@ -58,7 +73,12 @@ int main(int argc, char** argv)
     }
     std::unique_ptr<vireo2::sim::SimServer> track;
     if (options.trackPort) {
-        track = std::make_unique<vireo2::sim::SimServer>(vireo2::sim::createTrack(rig));
+        auto model = vireo2::sim::createTrackFor(options, rig, &error);
+        if (!model) {
+            err << "vireo2-sim: " << error << Qt::endl;
+            return 2;
+        }
+        track = std::make_unique<vireo2::sim::SimServer>(std::move(model));
         if (!track->start(*options.trackPort)) {
             err << "vireo2-sim: cannot listen on 127.0.0.1:" << *options.trackPort << ": " << track->errorString()
                 << Qt::endl;

@@ -122,6 +122,16 @@ std::optional<SheetModel> SheetModel::fromNames(const QStringList& names, double
     return sheet;
 }
 
+SheetModel SheetModel::fromSurfaces(const QList<ReferenceSample>& patches, const ReferenceSample& paper,
+                                    const Layout& layout)
+{
+    SheetModel sheet;
+    sheet.layout_ = layout;
+    sheet.paper_ = paper;
+    sheet.patches_ = patches;
+    return sheet;
+}
+
 SheetModel SheetModel::defaultChart()
 {
     // A dark patch first: the first ink must stand out from the paper.

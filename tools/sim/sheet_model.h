@@ -33,6 +33,9 @@ public:
     static std::optional<SheetModel> fromFile(const QString& path, QString* error);
     // A chart of `patches` (names as in chart files) at `width` mm.
     static std::optional<SheetModel> fromNames(const QStringList& patches, double width, QString* error);
+    // A sheet of these surfaces (at least one) on `paper`.
+    static SheetModel fromSurfaces(const QList<ReferenceSample>& patches, const ReferenceSample& paper,
+                                   const Layout& layout);
 
     const Layout& layout() const { return layout_; }
     void setLayout(const Layout& layout) { layout_ = layout; }

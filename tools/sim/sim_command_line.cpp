@@ -30,6 +30,25 @@ const QCommandLineOption kHandScan(QStringLiteral("hand-scan"),
                                    QStringLiteral("Start with a finished hand scan of N patches."),
                                    QStringLiteral("N"));
 
+const QCommandLineOption kChart(QStringLiteral("chart"),
+                                QStringLiteral("Print this chart layout (.ti2) and put its strips on the track, strip 1 first."),
+                                QStringLiteral("FILE"));
+const QCommandLineOption kPrinter(QStringLiteral("printer"),
+                                  QStringLiteral("Printer for --chart and --printer-truth: offset, inkjet or newsprint (offset)."),
+                                  QStringLiteral("MODEL"), QStringLiteral("offset"));
+const QCommandLineOption kAutoNext(QStringLiteral("auto-next"),
+                                   QStringLiteral("Put the next strip on the track whenever the head is home after a traverse."));
+const QCommandLineOption kChartFault(QStringLiteral("chart-fault"),
+                                     QStringLiteral("A misplaced strip, as after \"SIM sheet fault\": \"reversed N\", \"wrong N M\", "
+                                                    "\"smudge N PATCH\" (repeatable)."),
+                                     QStringLiteral("TEXT"));
+const QCommandLineOption kPrinterTruth(QStringLiteral("printer-truth"),
+                                       QStringLiteral("Print what the printer's patches of these device values (CGATS) measure, then exit."),
+                                       QStringLiteral("FILE"));
+const QCommandLineOption kTruthCondition(QStringLiteral("truth-condition"),
+                                         QStringLiteral("Measurement condition for --printer-truth: M0..M3 (M1)."),
+                                         QStringLiteral("M"), QStringLiteral("M1"));
+
 } // namespace
 
 void declareOptions(QCommandLineParser& parser)
@@ -48,6 +67,8 @@ void declareOptions(QCommandLineParser& parser)
     parser.addOption(kSheet);
     parser.addOption(kTrackLength);
     parser.addOption(kHandScan);
+    for (const QCommandLineOption& option : {kChart, kPrinter, kAutoNext, kChartFault, kPrinterTruth, kTruthCondition})
+        parser.addOption(option);
 }
 
 bool readOptions(const QCommandLineParser& parser, SimCommandLine* options, QString* error)
@@ -86,6 +107,21 @@ bool readOptions(const QCommandLineParser& parser, SimCommandLine* options, QStr
             *error = QStringLiteral("invalid hand-scan patch count: %1").arg(parser.value(kHandScan));
             return false;
         }
+    }
+    options->chartFile = parser.value(kChart);
+    options->printer = parser.value(kPrinter).toLower();
+    options->autoNext = parser.isSet(kAutoNext);
+    options->chartFaults = parser.values(kChartFault);
+    options->truthFile = parser.value(kPrinterTruth);
+    const QString condition = parser.value(kTruthCondition).toUpper();
+    options->truthCondition = condition.size() == 2 && condition[0] == QLatin1Char('M') ? condition[1].digitValue() : -1;
+    if (options->truthCondition < 0 || options->truthCondition > 3) {
+        *error = QStringLiteral("invalid condition: %1 (M0 to M3)").arg(parser.value(kTruthCondition));
+        return false;
+    }
+    if ((options->autoNext || !options->chartFaults.isEmpty()) && options->chartFile.isEmpty()) {
+        *error = QStringLiteral("--auto-next and --chart-fault need --chart");
+        return false;
     }
     return true;
 }

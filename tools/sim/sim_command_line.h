@@ -18,6 +18,12 @@ struct SimCommandLine {
     QString sheetFile;    // a chart file for the sheet on the track
     double trackLength = 1060.0;
     int handScan = 0;     // patches of a hand scan finished at start
+    QString chartFile;    // a chart layout (.ti2) printed and put on the track strip by strip
+    QString printer = QStringLiteral("offset");
+    bool autoNext = false;
+    QStringList chartFaults;  // "reversed 2", "wrong 3 4", "smudge 2 17"
+    QString truthFile;    // device values to answer with the printer's truth
+    int truthCondition = 1;
     DefaultInstrumentOptions instrument;
 };
 
