@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 
 packages=(build-essential ccache cmake ninja-build pkg-config qtbase5-dev libusb-1.0-0-dev liblcms2-dev
           python3-setuptools python3-pip python3-venv python3-numpy
-          googletest libgtest-dev libbenchmark-dev python3)
+          googletest libgtest-dev libbenchmark-dev python3 argyll)
 ./scripts/install-packages.sh "${packages[@]}"
 
 build_dir="${VIREO2_BUILD_DIR:-build}"

@@ -72,12 +72,12 @@ QString doubtAbout(const Chart& chart, int strip, const QVector<ReadPatch>& row)
     QVector<double> expected, measured;
     QStringList unsteady;
     for (int i = 0; i < patches.size(); ++i) {
+        if (row[i].ripple > kUnsteadyRipple)
+            unsteady << QString::number(i + 1);
         if (patches[i].role != Role::Data)
             continue;
         expected << expectedLightness(chart, patches[i]);
         measured << row[i].lab[0];
-        if (row[i].ripple > kUnsteadyRipple)
-            unsteady << QString::number(i + 1);
     }
     if (!unsteady.isEmpty())
         return QStringLiteral("unsteady readings (a smudge or a scratch?) on patch %1").arg(unsteady.join(QStringLiteral(", ")));

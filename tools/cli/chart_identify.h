@@ -39,7 +39,7 @@ double expectedLightness(const Chart& chart, const Patch& patch);
 
 // Readings less steady than this (Ripple, the ΔE*ab to both neighbours) are
 // not the flat middle of a patch.
-constexpr double kUnsteadyRipple = 6.0;
+constexpr double kUnsteadyRipple = 2.5;
 // Data patches of a strip must rank in lightness at least this much like
 // their device values.
 constexpr double kLeastCorrelation = 0.6;

@@ -128,15 +128,10 @@ ChartReader::Step ChartReader::settle(int strip, const Identity& identity, QVect
     if (!identity.doubt.isEmpty())
         return refuse(QStringLiteral("%1: %2%3").arg(chart_.stripLabel(identity.strip), identity.doubt,
                                                      identity.strip != strip ? QStringLiteral(" (and it is not %1)").arg(wanted) : QString()));
-    if (identity.strip != strip) {
-        const bool known = reading->strips.contains(identity.strip);
-        if (!known)
-            keep(identity.strip, row, reading);
-        const QString found = chart_.stripLabel(identity.strip);
-        return refuse(QStringLiteral("%1 lies on the track%2 where %3 should be%4")
-                          .arg(found, identity.reversed ? QStringLiteral(" (reversed)") : QString(), wanted,
-                               known ? QString() : QStringLiteral("; its readings are kept for %1").arg(found)));
-    }
+    if (identity.strip != strip)
+        return refuse(QStringLiteral("%1 lies on the track%2 where %3 should be")
+                          .arg(chart_.stripLabel(identity.strip), identity.reversed ? QStringLiteral(" (reversed)") : QString(),
+                               wanted));
     if (identity.reversed) {
         printErr(QStringLiteral("vireo2: %1 lies reversed on the track (its end patches first); "
                                 "it was read the right way round\n").arg(wanted));

@@ -26,10 +26,12 @@ void ChartTrack::placeLocked(int position)
 {
     position_ = position;
     traversed_ = false;
-    PrintedChart::Placement placement;
-    placement.strip = position;
-    placement = faults_.value(position, placement);
-    rig_->setSheet(chart_.sheet(placement, kSheetEdgeMm));
+    current_ = PrintedChart::Placement();
+    current_.strip = position;
+    if (mistakes_.contains(position))
+        current_ = mistakes_.take(position);
+    current_.smudged = smudges_.value(current_.strip);
+    rig_->setSheet(chart_.sheet(current_, kSheetEdgeMm));
 }
 
 QByteArray ChartTrack::reply(const QByteArray& command)
@@ -47,16 +49,13 @@ QByteArray ChartTrack::reply(const QByteArray& command)
 
 QString ChartTrack::status() const
 {
-    const PrintedChart::Placement placement = faults_.value(position_);
     QString text = QStringLiteral("strip %1 of %2").arg(position_).arg(chart_.stripCount());
-    if (faults_.contains(position_)) {
-        if (placement.strip != position_)
-            text += QStringLiteral(", strip %1 placed instead").arg(placement.strip);
-        if (placement.reversed)
-            text += QStringLiteral(", reversed");
-        for (int patch : placement.smudged)
-            text += QStringLiteral(", patch %1 smudged").arg(patch);
-    }
+    if (current_.strip != position_)
+        text += QStringLiteral(", strip %1 placed instead").arg(current_.strip);
+    if (current_.reversed)
+        text += QStringLiteral(", reversed");
+    for (int patch : current_.smudged)
+        text += QStringLiteral(", patch %1 smudged").arg(patch);
     return text;
 }
 
@@ -65,29 +64,40 @@ QString ChartTrack::addFault(const QString& text)
     const QStringList words = text.simplified().split(QLatin1Char(' '), Qt::SkipEmptyParts);
     const QString kind = words.value(0).toLower();
     bool ok1 = false, ok2 = false;
-    const int position = words.value(1).toInt(&ok1);
+    const int strip = words.value(1).toInt(&ok1);
     const int value = words.value(2).toInt(&ok2);
+    const QString usage = QStringLiteral("sheet fault reversed <n> | wrong <n> <other strip> | smudge <n> <patch> | clear");
     MutexLocker lock(&mutex_);
     if (kind == QLatin1String("clear") && words.size() == 1) {
-        faults_.clear();
-        placeLocked(position_);
+        mistakes_.clear();
+        smudges_.clear();
+        current_.smudged.clear();
+        rig_->setSheet(chart_.sheet(current_, kSheetEdgeMm));
         return QString();
     }
-    if (!ok1 || position < 1 || position > chart_.stripCount())
-        return QStringLiteral("sheet fault reversed|wrong|smudge <strip 1..%1> ...").arg(chart_.stripCount());
-    PrintedChart::Placement placement;
-    placement.strip = position;
-    placement = faults_.value(position, placement);
+    if (!ok1 || strip < 1 || strip > chart_.stripCount())
+        return usage;
+    if (kind == QLatin1String("smudge") && words.size() == 3 && ok2 && value >= 1 && value <= chart_.patchCount(strip)) {
+        smudges_[strip] << value;
+        if (current_.strip == strip) {
+            current_.smudged = smudges_.value(strip);
+            rig_->setSheet(chart_.sheet(current_, kSheetEdgeMm));
+        }
+        return QString();
+    }
+    PrintedChart::Placement mistake = mistakes_.value(strip);
+    if (!mistakes_.contains(strip))
+        mistake.strip = strip;
     if (kind == QLatin1String("reversed") && words.size() == 2)
-        placement.reversed = true;
-    else if (kind == QLatin1String("wrong") && ok2 && value >= 1 && value <= chart_.stripCount() && value != position)
-        placement.strip = value;
-    else if (kind == QLatin1String("smudge") && ok2 && value >= 1 && value <= chart_.patchCount(placement.strip))
-        placement.smudged << value;
+        mistake.reversed = true;
+    else if (kind == QLatin1String("wrong") && words.size() == 3 && ok2 && value >= 1 && value <= chart_.stripCount()
+             && value != strip)
+        mistake.strip = value;
     else
-        return QStringLiteral("sheet fault reversed <n> | wrong <n> <other strip> | smudge <n> <patch>");
-    faults_.insert(position, placement);
-    if (position == position_)
+        return usage;
+    mistakes_.insert(strip, mistake);
+    // A mistake for the strip on the track now happens at once.
+    if (strip == position_)
         placeLocked(position_);
     return QString();
 }

@@ -14,8 +14,9 @@ namespace vireo2::sim {
 // one after the other. Wraps the track's own model and adds the operator's
 // part: "SIM sheet next" puts the next strip on the track, and with
 // auto-next the next strip is put there as soon as the head is home again
-// after a traverse. Scripted mistakes: a strip placed reversed, the wrong
-// strip, a smear across a patch.
+// after a traverse. Scripted faults: a strip placed reversed or the wrong
+// strip placed (each once, the next time that place in the order comes up),
+// and a smear across a printed patch (there whenever that strip is placed).
 class ChartTrack : public InstrumentModel {
 public:
     ChartTrack(std::unique_ptr<InstrumentModel> track, std::shared_ptr<TrackRig> rig, PrintedChart chart,
@@ -41,7 +42,10 @@ private:
     mutable Mutex mutex_;
     int position_ = 1;            // the strip the operator means to place
     bool traversed_ = false;      // a traverse ran since the strip was placed
-    QHash<int, PrintedChart::Placement> faults_;  // by position
+    PrintedChart::Placement current_;             // what lies on the track
+    // Mistakes the operator makes once, the next time a position comes up.
+    QHash<int, PrintedChart::Placement> mistakes_;
+    QHash<int, QList<int>> smudges_;              // by printed strip: they stay until "fault clear" (a reprint)
 };
 
 } // namespace vireo2::sim
