@@ -30,6 +30,8 @@ import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "..", "python"))
+sys.path.insert(0, os.path.join(HERE, "..", "..", "tests", "tools"))
+from chart_pipeline import Simulator, read_cgats  # noqa: E402  (the pipeline test's helpers)
 
 UNSEEN = 500
 
@@ -39,27 +41,6 @@ def run(args, cwd, **kwargs):
     if result.returncode != 0:
         sys.exit("%s failed (%d):\n%s%s" % (" ".join(args), result.returncode, result.stdout, result.stderr))
     return result
-
-
-def read_cgats(text):
-    fields, rows, state = [], [], None
-    for line in text.splitlines():
-        words = line.split()
-        if not words:
-            continue
-        if words[0] == "BEGIN_DATA_FORMAT":
-            state = "format"
-        elif words[0] == "END_DATA_FORMAT":
-            state = None
-        elif words[0] == "BEGIN_DATA":
-            state = "data"
-        elif words[0] == "END_DATA":
-            break
-        elif state == "format":
-            fields += words
-        elif state == "data":
-            rows.append(dict(zip(fields, words)))
-    return rows
 
 
 def unseen_values(seed):
@@ -77,23 +58,11 @@ def write_device_set(path, values):
         f.write("END_DATA\n")
 
 
-def start_simulator(sim, work, track_length):
-    process = subprocess.Popen([sim, "--port", "0", "--track", "0", "--calibrated", "--chart", "chart.ti2",
-                                "--auto-next", "--track-length", str(track_length)],
-                               cwd=work, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-    ports = []
-    while len(ports) < 2:
-        line = process.stdout.readline()
-        if not line:
-            sys.exit("the simulator did not start: " + process.stderr.read())
-        ports += re.findall(r"listening on 127\.0\.0\.1:(\d+)", line)
-    return process, int(ports[0]), int(ports[1])
-
-
 def truth_error(build, work, colour):
     values = unseen_values(2026)
     write_device_set(os.path.join(work, "unseen.ti1"), values)
-    truth = read_cgats(run([os.path.join(build, "bin", "vireo2-sim"), "--printer-truth", "unseen.ti1"], work).stdout)
+    _, truth = read_cgats(text=run([os.path.join(build, "bin", "vireo2-sim"), "--printer-truth", "unseen.ti1"],
+                                   work).stdout)
     lines = "".join("%s\n" % " ".join("%.6f" % (x / 100.0) for x in v) for v in values)
     predicted = []
     for line in run(["xicclu", "-ff", "-ia", "-pl", "t.icc"], work, input=lines).stdout.splitlines():
@@ -117,15 +86,14 @@ def one_size(build, size, track_length, colour):
         run(["targen", "-v0", "-d4", "-f", str(size), "t"], work)
         layout = run([vireo2, "chart", "layout", "t.ti1", "--width", "8", "-o", "chart"], work).stderr
         sheets = int(re.search(r"(\d+) sheets", layout).group(1))
-        process, port, track = start_simulator(os.path.join(build, "bin", "vireo2-sim"), work, track_length)
+        sim = Simulator(os.path.join(build, "bin", "vireo2-sim"), work, "chart.ti2", track_length=track_length)
         try:
             started = time.monotonic()
-            said = run([vireo2, "--tcp", "127.0.0.1:%d" % port, "chart", "read", "chart.ti2", "--track",
-                        "127.0.0.1:%d" % track, "--yes", "-o", "t.ti3"], work, env=env, timeout=3600).stderr
+            said = run([vireo2, "--tcp", "127.0.0.1:%d" % sim.port, "chart", "read", "chart.ti2", "--track",
+                        "127.0.0.1:%d" % sim.track, "--yes", "-o", "t.ti3"], work, env=env, timeout=3600).stderr
             total = time.monotonic() - started
         finally:
-            process.terminate()
-            process.wait(10)
+            sim.stop()
         per_strip = [float(t) for t in re.findall(r"read: \d+ patches in ([0-9.]+) s", said)]
         started = time.monotonic()
         run(["colprof", "-v0", "-qm", "t"], work)

@@ -34,12 +34,13 @@ def fail(message):
     sys.exit(1)
 
 
-def read_cgats(path):
+def read_cgats(path=None, text=None):
     """Fields and rows (dicts by field name) of a CGATS file's first table."""
-    with open(path, encoding="latin-1") as f:
-        lines = f.read().splitlines()
+    if text is None:
+        with open(path, encoding="latin-1") as f:
+            text = f.read()
     fields, rows, state = [], [], None
-    for line in lines:
+    for line in text.splitlines():
         words = line.split()
         if not words:
             continue
@@ -61,9 +62,9 @@ def read_cgats(path):
 class Simulator:
     """vireo2-sim with a track and a printed chart, in its own process."""
 
-    def __init__(self, program, work, chart, faults=()):
+    def __init__(self, program, work, chart, faults=(), track_length=TRACK_LENGTH):
         args = [program, "--port", "0", "--track", "0", "--calibrated", "--chart", chart, "--auto-next",
-                "--track-length", TRACK_LENGTH]
+                "--track-length", str(track_length)]
         for fault in faults:
             args += ["--chart-fault", fault]
         self.process = subprocess.Popen(args, cwd=work, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)

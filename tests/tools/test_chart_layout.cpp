@@ -49,15 +49,21 @@ Chart layOutSet(const QTemporaryDir& dir, int count, LayoutOptions options = {})
     return chart;
 }
 
-// What the track would read from a strip: black 15, paper 95, data patches
-// at their expected lightness, every reading steady.
+// What the track would read from a strip: black, paper and cyan as an
+// offset press prints them, data patches neutral at their expected
+// lightness, every reading steady.
 QVector<ReadPatch> rowOf(const Chart& chart, int strip)
 {
     QVector<ReadPatch> row;
     for (const Patch& p : chart.strip(strip)) {
         ReadPatch r;
-        r.lab[0] = p.role == Role::Data ? 10.0 + 0.85 * expectedLightness(chart, p)
-                                        : (p.device == chart.black() ? 15.0 : 95.0);
+        if (p.role == Role::Data) {
+            r.lab[0] = 10.0 + 0.85 * expectedLightness(chart, p);
+        } else {
+            const double black[3] = {15, 0.5, 1}, paper[3] = {95, 1, -4}, cyan[3] = {55, -37, -50};
+            const double* lab = p.device == chart.black() ? black : p.device == chart.paper() ? paper : cyan;
+            std::copy(lab, lab + 3, r.lab);
+        }
         row << r;
     }
     return row;
@@ -65,11 +71,12 @@ QVector<ReadPatch> rowOf(const Chart& chart, int strip)
 
 } // namespace
 
-TEST(ChartLayout, StripsFitTheirSheetAndCarryEveryPatchOnceBetweenLeadInAndEnd)
+TEST(ChartLayout, StripsFitTheirSheetAndCarryEveryPatchOnceInContrastBetweenLeadInAndEnd)
 {
     QTemporaryDir dir;
     const Chart chart = layOutSet(dir, 210);
     EXPECT_EQ(chart.strips, 6);
+    EXPECT_EQ(codeSymbols({false, true, true, false}), (QVector<int>{Black, Cyan, PaperWhite, Cyan}));
     EXPECT_EQ(chart.stripsPerSheet, 11) << "as many 25 mm strips as fit across 297 mm";
     EXPECT_EQ(chart.sheets(), 1);
     QStringList ids;
@@ -80,17 +87,24 @@ TEST(ChartLayout, StripsFitTheirSheetAndCarryEveryPatchOnceBetweenLeadInAndEnd)
         ASSERT_GE(strip.size(), kLeadPatches + kEndPatches);
         EXPECT_EQ(strip.first().device, chart.black());
         EXPECT_EQ(strip.at(1).device, chart.paper());
+        EXPECT_EQ(strip.at(2).device, chart.cyan());
         EXPECT_EQ(strip.last().device, chart.black());
         EXPECT_EQ(strip.at(strip.size() - 2).device, chart.black());
-        const QVector<bool> code = stripCode(s, chart.tag);
-        for (int b = 0; b < kCodeBits; ++b)
-            EXPECT_EQ(strip.at(2 + b).device, code[b] ? chart.black() : chart.paper()) << "strip " << s << " bit " << b;
+        // The code never repeats the colour before it, so the patch finder
+        // can re-align along it.
+        for (int i = 3; i < kLeadPatches; ++i)
+            EXPECT_NE(strip.at(i).device, strip.at(i - 1).device) << "strip " << s << " place " << i + 1;
         int data = 0;
+        QVector<double> lightness;
         for (const Patch& p : strip)
             if (p.role == Role::Data) {
                 ids << p.id;
+                lightness << expectedLightness(chart, p);
                 ++data;
             }
+        // Dark and light take turns, the darkest first.
+        for (int i = 1; i < lightness.size(); ++i)
+            EXPECT_EQ(lightness[i] > lightness[i - 1], i % 2 == 1) << "strip " << s << " data patch " << i + 1;
         fewest = std::min(fewest, data);
         most = std::max(most, data);
     }
@@ -98,6 +112,7 @@ TEST(ChartLayout, StripsFitTheirSheetAndCarryEveryPatchOnceBetweenLeadInAndEnd)
     QStringList expected;
     for (int i = 1; i <= 210; ++i)
         expected << QString::number(i);
+    std::sort(ids.begin(), ids.end(), [](const QString& a, const QString& b) { return a.toInt() < b.toInt(); });
     EXPECT_EQ(ids, expected);
 
     const Chart narrow = layOutSet(dir, 1000, {5.0, 420.0, 297.0, 4});

@@ -102,7 +102,7 @@ Subcommand chartCommand()
         "CGATS file with SAMPLE_ID and CMYK_* or RGB_* fields) out in strips for the\n"
         "track and writes NAME.ti2 (where every patch is) and NAME.pdf (print it at\n"
         "100 % with colour management off). Each strip starts with a black lead-in,\n"
-        "a paper patch and its identification code, and ends with two black patches.\n"
+        "paper, cyan and its identification code, and ends with two black patches.\n"
         "\n"
         "chart read NAME.ti2 -o OUT.ti3: reads the chart strip by strip on the track,\n"
         "tells which strip lies there and which way round from what it measures,\n"

@@ -8,7 +8,8 @@
 namespace vireo2::cli::chart {
 namespace {
 
-// Black must read at least this much darker than paper for the code to be read.
+// The three references must read at least this far apart (paper above black
+// in L*, cyan from both in ΔE*ab) for the code to be read.
 constexpr double kLeastContrast = 25.0;
 
 QVector<double> ranks(const QVector<double>& values)
@@ -28,33 +29,56 @@ QVector<double> ranks(const QVector<double>& values)
     return rank;
 }
 
-// The strip a row of lightnesses codes for, read from its first patch on;
-// 0 with `why` set when it codes for none of this chart's.
-int decode(const Chart& chart, const QVector<double>& lightness, QString* why)
+double distance(const ReadPatch& a, const ReadPatch& b)
 {
-    const int n = lightness.size();
+    return std::sqrt(std::pow(a.lab[0] - b.lab[0], 2) + std::pow(a.lab[1] - b.lab[1], 2) + std::pow(a.lab[2] - b.lab[2], 2));
+}
+
+// Which of the three references (black, paper, cyan) a patch reads like.
+int nearest(const ReadPatch& patch, const ReadPatch* references)
+{
+    int best = 0;
+    for (int s = 1; s < 3; ++s)
+        if (distance(patch, references[s]) < distance(patch, references[best]))
+            best = s;
+    return best;
+}
+
+// The strip a row codes for, read from its first patch on; 0 with `why` set
+// when it codes for none of this chart's.
+int decode(const Chart& chart, const QVector<ReadPatch>& row, QString* why)
+{
+    const int n = row.size();
     if (n < kLeadPatches + kEndPatches + 1) {
         *why = QStringLiteral("only %1 patches were found").arg(n);
         return 0;
     }
-    if (lightness[1] - lightness[0] < kLeastContrast) {
-        *why = QStringLiteral("no black lead-in followed by paper");
+    const ReadPatch references[3] = {row[0], row[1], row[2]};
+    if (references[PaperWhite].lab[0] - references[Black].lab[0] < kLeastContrast
+        || distance(references[Cyan], references[Black]) < kLeastContrast
+        || distance(references[Cyan], references[PaperWhite]) < kLeastContrast) {
+        *why = QStringLiteral("no black lead-in followed by paper and cyan");
         return 0;
     }
-    const double threshold = (lightness[0] + lightness[1]) / 2.0;
-    if (lightness[n - 1] > threshold || lightness[n - 2] > threshold) {
+    if (nearest(row[n - 1], references) != Black || nearest(row[n - 2], references) != Black) {
         *why = QStringLiteral("no black end patches");
         return 0;
     }
-    int strip = 0, ones = 0;
+    QVector<bool> bits;
+    int previous = Cyan;
     for (int b = 0; b < kCodeBits; ++b) {
-        const bool bit = lightness[2 + b] < threshold;
-        ones += bit;
-        if (b < kStripBits && bit)
-            strip |= 1 << b;
+        const int symbol = nearest(row[3 + b], references);
+        if (symbol == previous) {
+            *why = QStringLiteral("its code is not one of this chart's");
+            return 0;
+        }
+        bits << ((symbol - previous + 3) % 3 == 2);
+        previous = symbol;
     }
-    const bool tag = lightness[2 + kStripBits] < threshold;
-    if (ones % 2 != 0 || int(tag) != chart.tag || strip < 1 || strip > chart.strips) {
+    int strip = 0;
+    for (int b = 0; b < kStripBits; ++b)
+        strip |= int(bits[b]) << b;
+    if (bits != stripBits(strip, chart.tag) || strip < 1 || strip > chart.strips) {
         *why = QStringLiteral("its code is not one of this chart's");
         return 0;
     }
@@ -73,7 +97,7 @@ QString doubtAbout(const Chart& chart, int strip, const QVector<ReadPatch>& row)
     QStringList unsteady;
     for (int i = 0; i < patches.size(); ++i) {
         if (row[i].ripple > kUnsteadyRipple)
-            unsteady << QString::number(i + 1);
+            unsteady << QStringLiteral("%1 (Ripple %2)").arg(i + 1).arg(row[i].ripple, 0, 'f', 1);
         if (patches[i].role != Role::Data)
             continue;
         expected << expectedLightness(chart, patches[i]);
@@ -122,13 +146,11 @@ double expectedLightness(const Chart& chart, const Patch& patch)
 Identity identify(const Chart& chart, const QVector<ReadPatch>& row)
 {
     Identity identity;
-    QVector<double> lightness;
-    for (const ReadPatch& p : row)
-        lightness << p.lab[0];
     QString whyForward, whyReversed;
-    const int forward = decode(chart, lightness, &whyForward);
-    std::reverse(lightness.begin(), lightness.end());
-    const int reversed = forward ? 0 : decode(chart, lightness, &whyReversed);
+    const int forward = decode(chart, row, &whyForward);
+    QVector<ReadPatch> backwards = row;
+    std::reverse(backwards.begin(), backwards.end());
+    const int reversed = forward ? 0 : decode(chart, backwards, &whyReversed);
     if (!forward && !reversed) {
         identity.why = whyForward == whyReversed ? whyForward
                                                  : QStringLiteral("read one way %1, the other way %2").arg(whyForward, whyReversed);
@@ -137,10 +159,7 @@ Identity identify(const Chart& chart, const QVector<ReadPatch>& row)
     identity.verdict = Identity::Identified;
     identity.strip = forward ? forward : reversed;
     identity.reversed = !forward;
-    QVector<ReadPatch> ordered = row;
-    if (identity.reversed)
-        std::reverse(ordered.begin(), ordered.end());
-    identity.doubt = doubtAbout(chart, identity.strip, ordered);
+    identity.doubt = doubtAbout(chart, identity.strip, identity.reversed ? backwards : row);
     return identity;
 }
 

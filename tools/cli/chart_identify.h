@@ -38,8 +38,9 @@ double rankCorrelation(const QVector<double>& a, const QVector<double>& b);
 double expectedLightness(const Chart& chart, const Patch& patch);
 
 // Readings less steady than this (Ripple, the ΔE*ab to both neighbours) are
-// not the flat middle of a patch.
-constexpr double kUnsteadyRipple = 2.5;
+// not the flat middle of a patch: flat patches read below 1, a reading the
+// patch finder took near an edge up to about 3.
+constexpr double kUnsteadyRipple = 4.0;
 // Data patches of a strip must rank in lightness at least this much like
 // their device values.
 constexpr double kLeastCorrelation = 0.6;

@@ -10,6 +10,8 @@
 #include <lcms2.h>
 #include <memory>
 
+#include "chart_identify.h"
+
 // Patch sets and chart descriptions are CGATS files read and written through
 // Little CMS's IT8 functions; numbers are formatted by Qt so the locale
 // cannot change the decimal point.
@@ -93,6 +95,23 @@ void setProperty(void* it8, const char* key, const QString& value)
     cmsIT8SetPropertyStr(it8, key, value.toUtf8().constData());
 }
 
+// A strip's patches, darkest and lightest taking turns: every neighbour
+// differs clearly from the one before, so the patch finder sees sharp edges
+// and dark patches to re-align on all along the row.
+QVector<Patch> contrastOrder(const Chart& chart, QVector<Patch> patches)
+{
+    std::stable_sort(patches.begin(), patches.end(), [&](const Patch& a, const Patch& b) {
+        return expectedLightness(chart, a) < expectedLightness(chart, b);
+    });
+    QVector<Patch> ordered;
+    for (int low = 0, high = patches.size() - 1; low <= high; ++low, --high) {
+        ordered << patches.at(low);
+        if (high != low)
+            ordered << patches.at(high);
+    }
+    return ordered;
+}
+
 } // namespace
 
 QString roleName(Role role)
@@ -101,13 +120,14 @@ QString roleName(Role role)
     case Role::Data: return QStringLiteral("data");
     case Role::Lead: return QStringLiteral("lead");
     case Role::Paper: return QStringLiteral("paper");
+    case Role::Cyan: return QStringLiteral("cyan");
     case Role::Code: return QStringLiteral("code");
     case Role::End: return QStringLiteral("end");
     }
     return QString();
 }
 
-QVector<bool> stripCode(int strip, int tag)
+QVector<bool> stripBits(int strip, int tag)
 {
     QVector<bool> bits;
     for (int b = 0; b < kStripBits; ++b)
@@ -115,6 +135,17 @@ QVector<bool> stripCode(int strip, int tag)
     bits << bool(tag & 1);
     bits << bool(bits.count(true) % 2);
     return bits;
+}
+
+QVector<int> codeSymbols(const QVector<bool>& bits)
+{
+    QVector<int> symbols;
+    int previous = Cyan;
+    for (bool bit : bits) {
+        previous = (previous + 1 + int(bit)) % 3;
+        symbols << previous;
+    }
+    return symbols;
 }
 
 QVector<Patch> Chart::strip(int number) const
@@ -149,6 +180,16 @@ QVector<double> Chart::black() const
 QVector<double> Chart::paper() const
 {
     return deviceFields.size() == 4 ? QVector<double>{0, 0, 0, 0} : QVector<double>{100, 100, 100};
+}
+
+QVector<double> Chart::cyan() const
+{
+    return deviceFields.size() == 4 ? QVector<double>{100, 0, 0, 0} : QVector<double>{0, 100, 100};
+}
+
+QVector<double> Chart::symbol(int symbol) const
+{
+    return symbol == Black ? black() : symbol == PaperWhite ? paper() : cyan();
 }
 
 QString readPatchSet(const QString& path, PatchSet* set)
@@ -246,12 +287,14 @@ QString layOut(const PatchSet& set, const LayoutOptions& options, Chart* out)
         };
         add(Role::Lead, chart.black());
         add(Role::Paper, chart.paper());
-        for (bool bit : stripCode(s, chart.tag))
-            add(Role::Code, bit ? chart.black() : chart.paper());
-        for (int i = 0; i < count; ++i, ++next) {
-            add(Role::Data, set.patches.at(next).device, set.patches.at(next).id);
-            chart.patches.last().expectedXyz = set.patches.at(next).expectedXyz;
+        add(Role::Cyan, chart.cyan());
+        for (int symbol : codeSymbols(stripBits(s, chart.tag)))
+            add(Role::Code, chart.symbol(symbol));
+        for (const Patch& patch : contrastOrder(chart, set.patches.mid(next, count))) {
+            add(Role::Data, patch.device, patch.id);
+            chart.patches.last().expectedXyz = patch.expectedXyz;
         }
+        next += count;
         add(Role::End, chart.black());
         add(Role::End, chart.black());
     }
@@ -330,7 +373,7 @@ QString readChart(const QString& path, Chart* out)
     if (chart.patchWidth < 3.0 || chart.patchWidth > 20.0 || chart.strips < 1 || chart.strips > kMaxStrips
         || chart.stripsPerSheet < 1)
         return QStringLiteral("%1: the chart's keywords (CHART_PATCH_WIDTH_MM, CHART_STRIPS, ...) are missing or out of range").arg(path);
-    const QStringList roles{"data", "lead", "paper", "code", "end"};
+    const QStringList roles{"data", "lead", "paper", "cyan", "code", "end"};
     for (int row = 0; row < set.patches.size(); ++row) {
         Patch p = set.patches.at(row);
         p.strip = cell(it8.get(), row, map.value(QStringLiteral("STRIP"))).toInt();

@@ -7,10 +7,11 @@
 namespace vireo2::cli::chart {
 
 // What a patch on the chart is for. Every strip starts with a black lead-in
-// patch (the reader finds the row by it), a paper patch and the strip's
-// identification code (black = 1, paper = 0), and ends with two black
-// patches; the patch set's own patches lie between.
-enum class Role { Data, Lead, Paper, Code, End };
+// patch (the reader finds the row by it), a paper patch and a solid cyan
+// patch (the three references the code is read against), then the strip's
+// identification code, and ends with two black patches; the patch set's own
+// patches lie between.
+enum class Role { Data, Lead, Paper, Cyan, Code, End };
 QString roleName(Role role);
 
 struct Patch {
@@ -23,13 +24,20 @@ struct Patch {
 };
 
 // The identification code of a strip: kStripBits bits of the strip number,
-// one bit of the chart's tag, then an even-parity bit, least significant first.
+// one bit of the chart's tag, then an even-parity bit, least significant
+// first. Each bit is one patch of black, paper or cyan, never the colour of
+// the patch before it: the colour one step on (black, paper, cyan, black...)
+// from the previous patch is 0, two steps on is 1. So the code has no runs of
+// one colour, and the patch finder can re-align on every other patch.
 constexpr int kStripBits = 7;
 constexpr int kCodeBits = kStripBits + 2;
-constexpr int kLeadPatches = 2 + kCodeBits;  // lead-in, paper, code
+constexpr int kLeadPatches = 3 + kCodeBits;  // lead-in, paper, cyan, code
 constexpr int kEndPatches = 2;
 constexpr int kMaxStrips = (1 << kStripBits) - 1;
-QVector<bool> stripCode(int strip, int tag);
+enum Symbol { Black = 0, PaperWhite = 1, Cyan = 2 };
+// The bits, then the symbols that print them (the first follows the cyan reference).
+QVector<bool> stripBits(int strip, int tag);
+QVector<int> codeSymbols(const QVector<bool>& bits);
 
 struct Chart {
     QString colorRep;            // "CMYK", "RGB" or "iRGB", as the patch set said
@@ -55,6 +63,8 @@ struct Chart {
     // Device values of black and of bare paper in this colour representation.
     QVector<double> black() const;
     QVector<double> paper() const;
+    QVector<double> cyan() const;
+    QVector<double> symbol(int symbol) const;
 };
 
 // A patch set: ArgyllCMS .ti1/.ti2 or any CGATS file with SAMPLE_ID and

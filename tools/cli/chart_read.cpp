@@ -172,16 +172,14 @@ ChartReader::Step ChartReader::readOnce(int strip, ChartReading* reading)
 int ChartReader::run(ChartReading* reading)
 {
     const QString progressPath = o_.output + QStringLiteral(".progress");
-    bool first = true;
     for (int strip = 1; strip <= chart_.strips; ++strip) {
         if (reading->strips.contains(strip))
             continue;
         Step step = Step::Again;
         while (step == Step::Again) {
-            if (!o_.yes && (!first || o_.resume)
+            if (!o_.yes
                 && !ask(QStringLiteral("Put %1 on the track, lead-in end at the stop. Ready?").arg(chart_.stripLabel(strip)), true))
                 return failure(QStringLiteral("stopped before %1; continue with --resume").arg(chart_.stripLabel(strip)));
-            first = false;
             step = readOnce(strip, reading);
             const QString saved = saveProgress(*reading, progressPath);
             if (!saved.isEmpty())

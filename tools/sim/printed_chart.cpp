@@ -16,7 +16,7 @@ using It8Handle = std::unique_ptr<void, It8Deleter>;
 // A smear is drawn in quarters of a patch: ink dragged across it, heaviest
 // where the smear began.
 constexpr int kSmearSteps = 4;
-constexpr double kSmear[kSmearSteps] = {0.55, 0.35, 0.18, 0.05};
+constexpr double kSmear[kSmearSteps] = {0.7, 0.45, 0.2, 0.05};
 
 It8Handle load(const QString& path, QString* error)
 {
@@ -49,7 +49,7 @@ ReferenceSample smeared(const ReferenceSample& patch, double amount)
 {
     ReferenceSample out = patch;
     for (double& r : out.reflectance)
-        r *= 1.0 - 0.85 * amount;
+        r *= 1.0 - 0.9 * amount;
     out.fluorescence *= 1.0 - amount;
     return out;
 }
