@@ -172,6 +172,7 @@ TEST(ChartLayout, ChartFileReadsBackAsWritten)
         EXPECT_EQ(back.patches[i].role, chart.patches[i].role);
         EXPECT_EQ(back.patches[i].strip, chart.patches[i].strip);
         EXPECT_EQ(back.patches[i].place, chart.patches[i].place);
+        EXPECT_EQ(back.patches[i].order, chart.patches[i].order);
         for (int k = 0; k < 4; ++k)
             EXPECT_NEAR(back.patches[i].device[k], chart.patches[i].device[k], 1e-4);
     }
@@ -285,6 +286,8 @@ TEST(ChartMeasurements, Cti3FileCarriesTheKeywordsAndColoursProfilersRead)
     EXPECT_STREQ(cmsIT8GetProperty(it8, "COLOR_REP"), "CMYK_XYZ");
     EXPECT_EQ(QByteArray(cmsIT8GetProperty(it8, "SPECTRAL_BANDS")).toInt(), 31);
     EXPECT_EQ(cmsIT8GetPropertyDbl(it8, "NUMBER_OF_SETS"), 40.0);
+    for (int row = 0; row < 40; ++row)
+        EXPECT_EQ(QByteArray(cmsIT8GetDataRowCol(it8, row, 0)), QByteArray::number(row + 1)) << "in the set's order";
     for (const Patch& p : chart.patches) {
         if (p.role != Role::Data)
             continue;

@@ -228,6 +228,7 @@ QString readPatchSet(const QString& path, PatchSet* set)
             largest = std::max(largest, v);
         if (result.hasExpected && !numbers(it8.get(), map, row, kXyz, &patch.expectedXyz))
             result.hasExpected = false;
+        patch.order = row + 1;
         result.patches << patch;
     }
     if (result.patches.isEmpty())
@@ -293,6 +294,7 @@ QString layOut(const PatchSet& set, const LayoutOptions& options, Chart* out)
         for (const Patch& patch : contrastOrder(chart, set.patches.mid(next, count))) {
             add(Role::Data, patch.device, patch.id);
             chart.patches.last().expectedXyz = patch.expectedXyz;
+            chart.patches.last().order = patch.order;
         }
         next += count;
         add(Role::End, chart.black());
@@ -321,7 +323,7 @@ QString writeChart(const Chart& chart, const QString& path)
     setProperty(it8.get(), "CHART_STRIPS", QString::number(chart.strips));
     setProperty(it8.get(), "CHART_STRIPS_PER_SHEET", QString::number(chart.stripsPerSheet));
     setProperty(it8.get(), "CHART_TAG", QString::number(chart.tag));
-    QStringList fields{"SAMPLE_ID", "SAMPLE_LOC", "SHEET", "STRIP", "STRIP_PATCH", "PATCH_ROLE"};
+    QStringList fields{"SAMPLE_ID", "SAMPLE_LOC", "SHEET", "STRIP", "STRIP_PATCH", "PATCH_ROLE", "SET_ORDER"};
     fields << chart.deviceFields;
     if (chart.hasExpected)
         fields << kXyz;
@@ -332,7 +334,7 @@ QString writeChart(const Chart& chart, const QString& path)
     for (int row = 0; row < chart.patches.size(); ++row) {
         const Patch& p = chart.patches.at(row);
         QStringList cells{p.id, QStringLiteral("%1-%2").arg(p.strip).arg(p.place), QString::number(chart.sheetOf(p.strip)),
-                          QString::number(p.strip), QString::number(p.place), roleName(p.role)};
+                          QString::number(p.strip), QString::number(p.place), roleName(p.role), QString::number(p.order)};
         for (double v : p.device)
             cells << number(v);
         if (chart.hasExpected)
@@ -354,7 +356,7 @@ QString readChart(const QString& path, Chart* out)
         return error;
     const It8Handle it8 = load(path, &error);
     const QMap<QString, int> map = columns(it8.get());
-    for (const char* field : {"STRIP", "STRIP_PATCH", "PATCH_ROLE"})
+    for (const char* field : {"STRIP", "STRIP_PATCH", "PATCH_ROLE", "SET_ORDER"})
         if (!map.contains(QLatin1String(field)))
             return QStringLiteral("%1 is not a chart layout (no %2 field); make one with 'vireo2 chart layout'")
                 .arg(path, QLatin1String(field));
@@ -382,6 +384,7 @@ QString readChart(const QString& path, Chart* out)
         if (role < 0 || p.strip < 1 || p.strip > chart.strips)
             return QStringLiteral("%1: row %2 has no valid strip or role").arg(path).arg(row + 1);
         p.role = Role(role);
+        p.order = cell(it8.get(), row, map.value(QStringLiteral("SET_ORDER"))).toInt();
         chart.patches << p;
     }
     // Each strip must run 1..n in order: the reader relies on it.

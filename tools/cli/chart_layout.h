@@ -19,6 +19,7 @@ struct Patch {
     Role role = Role::Data;
     int strip = 0;               // 1-based, the order strips are read in
     int place = 0;               // 1-based along the strip, from its lead-in end
+    int order = 0;               // data patches: 1-based place in the patch set
     QVector<double> device;      // percent, in the order of Chart::deviceFields
     QVector<double> expectedXyz; // the patch set's expected XYZ, when it had one
 };

@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QSaveFile>
 #include <lcms2.h>
+#include <algorithm>
 #include <memory>
 
 #include "illuminant.h"
@@ -122,10 +123,13 @@ QString writeTi3(const Chart& chart, const ChartReading& reading, const QString&
     cmsIT8SetPropertyDbl(it8, "NUMBER_OF_SETS", chart.dataCount());
     for (int c = 0; c < fields.size(); ++c)
         cmsIT8SetDataFormat(it8, c, fields.at(c).toLatin1().constData());
+    QVector<Patch> data;
+    for (const Patch& p : chart.patches)
+        if (p.role == Role::Data)
+            data << p;
+    std::stable_sort(data.begin(), data.end(), [](const Patch& a, const Patch& b) { return a.order < b.order; });
     int row = 0;
-    for (const Patch& p : chart.patches) {
-        if (p.role != Role::Data)
-            continue;
+    for (const Patch& p : data) {
         const QVector<QVector<double>> strip = reading.strips.value(p.strip);
         if (p.place > strip.size())
             return QStringLiteral("strip %1 has not been read").arg(p.strip);

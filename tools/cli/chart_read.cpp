@@ -3,7 +3,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTextStream>
-#include <cstdio>
 #include <unistd.h>
 
 #include "chart_identify.h"
@@ -11,6 +10,7 @@
 #include "console.h"
 #include "illuminant.h"
 #include "instrument_session.h"
+#include "interrupt.h"
 #include "library_error.h"
 #include "strip_scan.h"
 #include "vireo2.h"
@@ -55,16 +55,17 @@ QString parse(const Invocation& call, ReadOptions* o)
     return o->illuminant < 0 ? problem : QString();
 }
 
-// Asks a yes/no question on the terminal; `fallback` without one.
+// Asks a yes/no question on the terminal (Enter is yes, "q" stops); `fallback`
+// without a terminal.
 bool ask(const QString& question, bool fallback)
 {
     if (!isatty(STDIN_FILENO))
         return fallback;
-    printErr(question + QStringLiteral(" [Y/n] "));
-    char line[64];
-    if (!std::fgets(line, sizeof line, stdin))
+    printErr(question + QStringLiteral(" [Y/n, q stops] "));
+    QString line;
+    if (!readLine(&line) || isQuit(line) || interrupted())
         return false;
-    return line[0] != 'n' && line[0] != 'N';
+    return !line.trimmed().startsWith(QLatin1Char('n'), Qt::CaseInsensitive);
 }
 
 QVector<ReadPatch> readPatches(const StripScan& scan)
@@ -184,6 +185,11 @@ int ChartReader::run(ChartReading* reading)
             const QString saved = saveProgress(*reading, progressPath);
             if (!saved.isEmpty())
                 return failure(saved);
+            if (interrupted()) {
+                failure(QStringLiteral("interrupted; %1 of %2 strips are kept in %3 (continue with --resume)")
+                            .arg(reading->strips.size()).arg(chart_.strips).arg(progressPath));
+                return kExitInterrupted;
+            }
         }
         if (step == Step::Stop)
             return failure(QStringLiteral("%1 not read; %2 of %3 strips are kept in %4 (continue with --resume)")
@@ -230,6 +236,7 @@ int readCommand(const Invocation& call)
         return libraryFailure();
     if (GetCalStatus() != 0)
         return failure(QStringLiteral("the instrument needs calibrating first: 'vireo2 calibrate'"));
+    catchInterrupt();
     const int result = ChartReader(o, chart).run(&reading);
     if (result != ExitOk)
         return result;
