@@ -24,7 +24,10 @@ class ArgumentTest(unittest.TestCase):
         self.assertEqual(inst._settings["device_ip_address"], "127.0.0.1:60001")  # resolved for the library
         for call, error in ((lambda: inst.scan_config(0, 8.0), ValueError), (lambda: inst.scan_config(24, 100.0), ValueError),
                             (lambda: inst.scan_config("24", 8.0), TypeError), (lambda: inst.scan_data(-1), ValueError),
-                            (lambda: inst.execute(b"clock get"), TypeError), (lambda: inst.set_option("connection_attempts", 0), ValueError)):
+                            (lambda: inst.execute(b"clock get"), TypeError),
+                            (lambda: inst.execute('addlibrary;{"name":"Abort"}'), ValueError),
+                            (lambda: inst.execute('addjobtemplate;{"name":"x","note":"GetProgress"}'), ValueError),
+                            (lambda: inst.set_option("connection_attempts", 0), ValueError)):
             with self.assertRaises(error):
                 call()
         self.assertEqual(vireo2.library().GetOption(b"connection_attempts"), stored, "nothing was stored")

@@ -6,6 +6,12 @@ import ipaddress
 
 METHODS = ("USB", "TCP", "USB_TCPIP")
 
+# Execute answers a line that holds any of these (case-sensitive, anywhere)
+# by itself, so such a word inside another command's arguments would keep
+# that command from ever reaching the instrument.
+ANSWERED_BY_THE_LIBRARY = ("Abort", "GetProgress", "IsLaserOn", "IsScanRequested", "IsM0M1Compliant",
+                           "Menu Go Home")
+
 def text(value, what):
     if not isinstance(value, str):
         raise TypeError(f"{what} must be a str, not {type(value).__name__}")
@@ -56,3 +62,14 @@ def method(value, configurations):
         return value
     known = ", ".join(list(METHODS) + list(configurations))
     raise ValueError(f"method must be one of {known}, not {value!r}")
+
+
+def command_line(line):
+    """A command line whose arguments Execute would cut or answer itself is
+    refused: it would not do what it says."""
+    text(line, "the command line")
+    for word in ANSWERED_BY_THE_LIBRARY:
+        if word in line and not line.strip().startswith(word):
+            raise ValueError(f"the command line holds {word!r}, which Execute answers by itself: the command "
+                             "would never reach the instrument")
+    return line

@@ -185,8 +185,10 @@ class Instrument:
     def execute(self, command_line):
         """Runs an `Execute` command line; returns its answer ("<00>" for
         success without a value). An empty answer, and a command passed to
-        the instrument that answered no value, raise CommandFailed."""
-        _checks.text(command_line, "the command line")
+        the instrument that answered no value, raise CommandFailed; a line
+        holding a word Execute answers by itself ("Abort", "GetProgress", ...)
+        after another command raises ValueError."""
+        _checks.command_line(command_line)
         operation = f"Execute {command_line.split(' ')[0].split(';')[0]}"
         answer = _text(self._lib.Execute(command_line.encode()))
         # Execute sets the error code to 0 when it starts: a code now is this
