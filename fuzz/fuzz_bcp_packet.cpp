@@ -25,7 +25,9 @@ void reassemble(const QByteArray& input, bool skipNoise)
             != bcp::PacketAssembler::State::Incomplete)
             break;
     }
-    QByteArray packet = assembler.buffer();
+    QByteArray packet = assembler.packet();
+    if (bcp::validate(assembler.header(), assembler.body(), bcp::LengthRule::Exact) != bcp::validate(packet, bcp::LengthRule::Exact))
+        __builtin_trap();
     if (packet.size() > qint64(bcp::kMaxPayload) + bcp::kOverhead + input.size())
         __builtin_trap();
     for (const auto rule : {bcp::LengthRule::Exact, bcp::LengthRule::AtMost}) {

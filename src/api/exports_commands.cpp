@@ -12,7 +12,10 @@ VIREO2_API const char* Execute(const char* commandLine)
 {
     try {
         QString line;
-        return textResult(readText(commandLine, "Execute", line) ? device().executeUtf8(line) : QByteArray());
+        if (!readText(commandLine, "Execute", line))
+            return textResult(QByteArray());
+        const CommandAnswer answer = device().executeAnswer(line);
+        return textResult(answer.utf8Block(), answer.utf8Offset());
     } catch (...) {
         return "";
     }

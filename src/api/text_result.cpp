@@ -29,9 +29,9 @@ constexpr size_t kLargestKeptText = 1024 * 1024;
 // but the memory of the large reply is not kept for ever.
 class ResultBuffer {
 public:
-    const char* assign(const QByteArray& utf8)
+    const char* assign(const char* utf8, size_t size)
     {
-        const size_t needed = size_t(utf8.size()) + 1;
+        const size_t needed = size + 1;
         Block* target = needed > kLargestKeptText ? &largeBlockFor(needed) : &smallBlockFor(needed);
         if (target != largeInUse_ && largeInUse_) {
             largeInUse_->release();
@@ -39,8 +39,9 @@ public:
         }
         for (Block& block : blocks_)
             if (&block != target)
-                copyTruncated(utf8, block);
-        std::memcpy(target->bytes(), utf8.constData(), needed);
+                copyTruncated(utf8, size, block);
+        std::memcpy(target->bytes(), utf8, size);
+        target->bytes()[size] = '\0';
         return target->bytes();
     }
 
@@ -100,12 +101,12 @@ private:
     }
 
     // The cut never splits a UTF-8 sequence.
-    static void copyTruncated(const QByteArray& utf8, Block& block)
+    static void copyTruncated(const char* utf8, size_t size, Block& block)
     {
-        size_t length = std::min(size_t(utf8.size()), block.capacity() - 1);
-        while (length > 0 && length < size_t(utf8.size()) && (uchar(utf8.at(int(length))) & 0xC0) == 0x80)
+        size_t length = std::min(size, block.capacity() - 1);
+        while (length > 0 && length < size && (uchar(utf8[length]) & 0xC0) == 0x80)
             --length;
-        std::memcpy(block.bytes(), utf8.constData(), length);
+        std::memcpy(block.bytes(), utf8, length);
         block.bytes()[length] = '\0';
     }
 
@@ -126,12 +127,13 @@ ResultBuffer& threadBuffer()
 
 const char* textResult(const QString& text)
 {
-    return threadBuffer().assign(text.toUtf8());
+    const QByteArray utf8 = text.toUtf8();
+    return threadBuffer().assign(utf8.constData(), size_t(utf8.size()));
 }
 
-const char* textResult(const QByteArray& utf8)
+const char* textResult(const QByteArray& utf8, int offset)
 {
-    return threadBuffer().assign(utf8);
+    return threadBuffer().assign(utf8.constData() + offset, size_t(utf8.size() - offset));
 }
 
 } // namespace vireo2

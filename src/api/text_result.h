@@ -11,8 +11,8 @@ namespace vireo2 {
 // from an earlier result stays readable and shows the newest text (cut to
 // the room it had when a longer text needed a larger buffer).
 const char* textResult(const QString& text);
-// The same for text that is already UTF-8 (a reply as it came): one copy
-// into the buffer, no conversion.
-const char* textResult(const QByteArray& utf8);
+// The same for text that is already UTF-8 (a reply as it came, from
+// `offset` on): one copy into the buffer, no conversion.
+const char* textResult(const QByteArray& utf8, int offset = 0);
 
 } // namespace vireo2

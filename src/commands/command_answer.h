@@ -6,26 +6,31 @@
 namespace vireo2 {
 
 // What Execute answers: text, or the UTF-8 bytes of an instrument reply
-// passed on as they came, so a reply of megabytes reaches the caller's
-// buffer without being converted to text and back.
+// passed on as they came (from `offset` on, the status words before it left
+// in place), so a reply of megabytes reaches the caller's buffer without
+// being moved, or converted to text and back.
 class CommandAnswer {
 public:
     CommandAnswer() = default;
     CommandAnswer(const QString& text) : text_(text) {}  // NOLINT: every handler answers text
-    static CommandAnswer fromUtf8(QByteArray utf8)
+    static CommandAnswer fromUtf8(QByteArray utf8, int offset = 0)
     {
         CommandAnswer answer;
         answer.utf8_ = std::move(utf8);
+        answer.offset_ = offset;
         answer.isUtf8_ = true;
         return answer;
     }
 
-    QString text() const { return isUtf8_ ? QString::fromUtf8(utf8_) : text_; }
-    QByteArray utf8() const { return isUtf8_ ? utf8_ : text_.toUtf8(); }
+    QString text() const { return isUtf8_ ? QString::fromUtf8(utf8_.constData() + offset_, utf8_.size() - offset_) : text_; }
+    // The answer's bytes are utf8Block() from utf8Offset() on.
+    QByteArray utf8Block() const { return isUtf8_ ? utf8_ : text_.toUtf8(); }
+    int utf8Offset() const { return isUtf8_ ? offset_ : 0; }
 
 private:
     QString text_;
     QByteArray utf8_;
+    int offset_ = 0;
     bool isUtf8_ = false;
 };
 

@@ -23,13 +23,18 @@ QByteArray CommandContext::require(const QString& command, int timeoutMs)
 
 QString CommandContext::passThrough(const QString& command)
 {
-    return QString::fromUtf8(passThroughBytes(command));
+    return passThroughAnswer(command).text();
 }
 
-QByteArray CommandContext::passThroughBytes(const QString& command)
+CommandAnswer CommandContext::passThroughAnswer(const QString& command)
 {
     Reply reply = exchange(command, kShortTimeoutMs);
-    return reply.ok() ? responseValueBytes(std::move(reply.text)) : QByteArray();
+    if (!reply.ok())
+        return CommandAnswer::fromUtf8(QByteArray());
+    const int offset = responseValueOffset(reply.text);
+    if (offset < 0)
+        return CommandAnswer::fromUtf8(QByteArrayLiteral("NO VALUE FOUND"));
+    return CommandAnswer::fromUtf8(std::move(reply.text), offset);
 }
 
 void CommandContext::fail() const

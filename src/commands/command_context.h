@@ -4,6 +4,7 @@
 #include <QString>
 #include <memory>
 
+#include "commands/command_answer.h"
 #include "commands/command_host.h"
 #include "commands/command_line.h"
 
@@ -34,8 +35,8 @@ public:
     // Sends `command` as it stands (3,000 ms) and answers the value part of
     // the reply, "NO VALUE FOUND" when it has none, empty text on failure.
     QString passThrough(const QString& command);
-    // The same answer as the UTF-8 bytes of the reply.
-    QByteArray passThroughBytes(const QString& command);
+    // The same answer as the UTF-8 bytes of the reply, left where they came.
+    CommandAnswer passThroughAnswer(const QString& command);
     // Raises CommandFailed with the error record's current code.
     [[noreturn]] void fail() const;
 

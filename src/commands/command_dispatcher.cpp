@@ -96,7 +96,7 @@ QString CommandDispatcher::setModel(const CommandLine& line)
 CommandAnswer CommandDispatcher::runHandler(const Command* command, CommandContext& context)
 {
     if (!command || !command->handler)
-        return CommandAnswer::fromUtf8(context.passThroughBytes(context.line.text()));
+        return context.passThroughAnswer(context.line.text());
     if (!context.line.hasRequiredWords(command->requiredWords))
         throw ArgumentFault{kMissingArguments};
     return command->handler(context);

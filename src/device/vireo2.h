@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "commands/command_answer.h"
 #include "device/nerva.h"
 #include "settings/settings_store.h"
 
@@ -60,7 +61,7 @@ public:
     int ExecuteBinary(const unsigned char* message, int messageLength, int timeoutMs, unsigned char* buffer,
                       int bufferSize) override;
     // Execute's answer as UTF-8, without converting a passed-on reply.
-    QByteArray executeUtf8(const QString& commandLine);
+    CommandAnswer executeAnswer(const QString& commandLine);
     // Raw command (vireo2_transact.cpp)
     QString SendCommand(const QString& command, int timeoutMs) override;
     // The reply of SendCommand as the bytes it came in; empty on failure.

@@ -11,10 +11,10 @@ QString Vireo2::Execute(const QString& commandLine)
     return CommandDispatcher(host).execute(commandLine);
 }
 
-QByteArray Vireo2::executeUtf8(const QString& commandLine)
+CommandAnswer Vireo2::executeAnswer(const QString& commandLine)
 {
     Vireo2CommandHost host(*this);
-    return CommandDispatcher(host).answer(commandLine).utf8();
+    return CommandDispatcher(host).answer(commandLine);
 }
 
 } // namespace vireo2

@@ -22,16 +22,33 @@ quint32 lengthField(const char* header)
     return qFromBigEndian<quint32>(header + 1);
 }
 
-Validity validate(const QByteArray& received, LengthRule rule)
+namespace {
+
+// `header` holds at least kHeaderSize bytes when `size` reaches kOverhead.
+Validity validateSized(const char* header, qint64 size, LengthRule rule)
 {
-    if (received.size() < kOverhead)
+    if (size < kOverhead)
         return Validity::TooShort;
-    if (received.at(0) != kStartMarker)
+    if (header[0] != kStartMarker)
         return Validity::Invalid;
-    const quint32 length = lengthField(received.constData());
-    const quint32 room = quint32(received.size() - kOverhead);
+    const quint32 length = lengthField(header);
+    const quint64 room = quint64(size - kOverhead);
     const bool lengthOk = rule == LengthRule::Exact ? length == room : length <= room;
     return lengthOk ? Validity::Valid : Validity::Invalid;
+}
+
+} // namespace
+
+Validity validate(const QByteArray& received, LengthRule rule)
+{
+    return validateSized(received.constData(), received.size(), rule);
+}
+
+Validity validate(const QByteArray& header, const QByteArray& body, LengthRule rule)
+{
+    if (header.size() < kHeaderSize)
+        return Validity::TooShort;
+    return validateSized(header.constData(), qint64(header.size()) + body.size(), rule);
 }
 
 void unwrap(QByteArray& received)

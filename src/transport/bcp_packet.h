@@ -34,6 +34,8 @@ enum class Validity { Valid, TooShort, Invalid };
 
 // Checks marker and length of a received buffer without touching it.
 Validity validate(const QByteArray& received, LengthRule rule);
+// The same for a packet received as its header and the rest (the body).
+Validity validate(const QByteArray& header, const QByteArray& body, LengthRule rule);
 
 // Drops the end byte (never checked) and the five header bytes in place.
 void unwrap(QByteArray& received);

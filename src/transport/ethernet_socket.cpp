@@ -3,6 +3,10 @@
 #include <QHostAddress>
 #include <QTcpSocket>
 
+#ifdef Q_OS_LINUX
+#include <poll.h>
+#endif
+
 #include "transport/ethernet_transport.h"
 #include "transport/network_address.h"
 
@@ -16,10 +20,10 @@ EthernetSocket::~EthernetSocket()
 void EthernetSocket::create(std::function<void()> peerClosed)
 {
     socket_ = new QTcpSocket;
-    socket_->setReadBufferSize(kBufferCap);
+    peerClosed_ = std::move(peerClosed);
     // The socket has no event loop: its signal must be handled directly, on
     // the thread inside the socket call.
-    QObject::connect(socket_, &QTcpSocket::disconnected, socket_, std::move(peerClosed), Qt::DirectConnection);
+    QObject::connect(socket_, &QTcpSocket::disconnected, socket_, [this] { peerClosed_(); }, Qt::DirectConnection);
 }
 
 void EthernetSocket::destroy()
@@ -33,17 +37,49 @@ bool EthernetSocket::connected() const
     return socket_->state() == QAbstractSocket::ConnectedState;
 }
 
+// An unbuffered read that meets the end of the connection leaves the
+// socket unconnected without Qt's disconnected() signal: the owner is told
+// here instead.
+void EthernetSocket::noticeClosed()
+{
+    if (socket_->state() == QAbstractSocket::UnconnectedState)
+        peerClosed_();
+}
+
+// Bytes nobody asked for stay in the kernel until the next read takes them
+// (as noise before its packet, or as surplus after it); while they wait, the
+// descriptor stays readable and poll() would not sleep.
 int EthernetSocket::idleDescriptor() const
 {
-    if (socket_->bytesAvailable() >= kBufferCap)
+    if (idleEvents() & kPendingInput)
         return -1;
     return int(socket_->socketDescriptor());
 }
 
 void EthernetSocket::checkIdle()
 {
-    if (connected())
-        socket_->waitForReadyRead(0);
+    if (!connected() || !(idleEvents() & kPeerGone))
+        return;
+    // Read to the end: the connection is gone, and the read tells Qt so.
+    discardUnread();
+}
+
+int EthernetSocket::idleEvents() const
+{
+    int events = 0;
+#ifdef Q_OS_LINUX
+    const qintptr descriptor = socket_->socketDescriptor();
+    if (descriptor < 0)
+        return events;
+    pollfd look{int(descriptor), POLLIN | POLLRDHUP, 0};
+    if (::poll(&look, 1, 0) > 0) {
+        if (look.revents & (POLLRDHUP | POLLHUP | POLLERR))
+            events |= kPeerGone;
+        if (look.revents & POLLIN)
+            events |= kPendingInput;
+    }
+#endif
+    return events;
 }
 
 void EthernetSocket::drop(bool refuse)
@@ -79,7 +115,9 @@ bool EthernetSocket::connectTo(const QString& address)
         owner_->SetError(QAbstractSocket::HostNotFoundError, QStringLiteral("Host not found"));
         return false;
     }
-    socket_->connectToHost(ip, port, QIODevice::ReadWrite);
+    // Unbuffered: a read takes the bytes straight from the kernel into the
+    // reply, with no copy through a buffer of Qt's.
+    socket_->connectToHost(ip, port, QIODevice::ReadWrite | QIODevice::Unbuffered);
     if (!socket_->waitForConnected(kConnectTimeoutMs)) {
         owner_->SetError(socket_->error(), socket_->errorString());
         socket_->abort();
@@ -97,10 +135,10 @@ bool EthernetSocket::connectTo(const QString& address)
 // command's reply.
 void EthernetSocket::discardUnread()
 {
-    if (socket_->bytesAvailable() == 0)
-        socket_->waitForReadyRead(0);
-    if (socket_->bytesAvailable() > 0)
-        socket_->skip(socket_->bytesAvailable());
+    char sink[4096];
+    while (socket_->read(sink, sizeof sink) > 0) {
+    }
+    noticeClosed();
 }
 
 bool EthernetSocket::write(const char* bytes, int length)
@@ -140,11 +178,11 @@ bool EthernetSocket::dropLateReply(bool packetMode)
 {
     using State = bcp::PacketAssembler::State;
     while (packetMode && assembler_.state() == State::Complete) {
-        QByteArray& buffer = assembler_.buffer();
-        const qint64 size = assembler_.expected();
-        if (!owner_->owedReplies().settledBy(buffer.mid(5, int(size) - 6)))
+        const QByteArray& body = assembler_.body();
+        const int payloadSize = int(assembler_.expected()) - bcp::kOverhead;
+        if (!owner_->owedReplies().settledBy(QByteArray::fromRawData(body.constData(), payloadSize)))
             return false;
-        const QByteArray rest = buffer.mid(int(size));
+        const QByteArray rest = body.mid(payloadSize + 1);
         assembler_.reset(packetMode);
         if (rest.isEmpty())
             return true;
@@ -153,28 +191,47 @@ bool EthernetSocket::dropLateReply(bool packetMode)
     return assembler_.state() == State::Incomplete;
 }
 
+bool EthernetSocket::takeAvailable()
+{
+    bool took = false;
+    while (!assembler_.headerComplete()) {
+        char header[bcp::kHeaderSize];
+        const qint64 count = socket_->read(header, assembler_.headerMissing());
+        if (count <= 0)
+            return took;
+        took = true;
+        if (assembler_.append(header, count) != bcp::PacketAssembler::State::Incomplete)
+            return took;
+    }
+    // Up to kReadChunk more than the packet still needs, so that bytes
+    // trailing it in the same delivery are seen as its surplus.
+    const qint64 size = qMin<qint64>(qMax<qint64>(assembler_.expected() - assembler_.received(), 0) + kSurplusLook,
+                                     kReadChunk);
+    const qint64 count = socket_->read(assembler_.room(size), size);
+    assembler_.commit(count);
+    return took || count > 0;
+}
+
 int EthernetSocket::read(int timeoutMs, bool packetMode)
 {
     assembler_.reset(packetMode);
     if (refused_ || !owner_->IsConnected())
         return 0;
-    if (chunk_.size() != kReadChunk)
-        chunk_.resize(kReadChunk);
     QElapsedTimer timer;
     timer.start();
     while (socket_->state() != QAbstractSocket::UnconnectedState) {
-        // Bytes already buffered by the socket need no waiting.
-        if (socket_->bytesAvailable() == 0 && !socket_->waitForReadyRead(readinessWaitMs(timer, timeoutMs)))
+        // Bytes already in the kernel need no waiting.
+        if (!takeAvailable() && !socket_->waitForReadyRead(readinessWaitMs(timer, timeoutMs)))
             socket_->waitForReadyRead(readinessWaitMs(timer, timeoutMs));
-        const qint64 count = socket_->read(chunk_.data(), kReadChunk);
-        if (count > 0 && assembler_.append(chunk_.constData(), count) != bcp::PacketAssembler::State::Incomplete
-            && !dropLateReply(packetMode))
-            return assembler_.buffer().size();
+        takeAvailable();
+        noticeClosed();
+        if (assembler_.state() != bcp::PacketAssembler::State::Incomplete && !dropLateReply(packetMode))
+            return int(assembler_.received());
         // Compared as signed: QElapsedTimer::hasExpired() would take a
         // negative timeout as "never" and wait as long as the peer trickles.
         if (timer.elapsed() > qint64(timeoutMs)) {
             owner_->SetError(0x5005, QStringLiteral("Receive: TIMEOUT after receiving %1 bytes of %2")
-                                         .arg(assembler_.buffer().size())
+                                         .arg(assembler_.received())
                                          .arg(assembler_.expected()));
             return 0;
         }

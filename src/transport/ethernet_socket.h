@@ -24,9 +24,8 @@ public:
     static constexpr int kWriteTimeoutMs = 5000;
     static constexpr int kReadinessWaitMs = 2000;
     static constexpr int kReadChunk = 1000000;
-    // Qt stops pulling bytes from the kernel beyond this, so a peer that
-    // streams while nobody reads cannot grow the socket's buffer without bound.
-    static constexpr qint64 kBufferCap = 4 * qint64(kReadChunk);
+    // How far a read looks past the end of the packet for trailing bytes.
+    static constexpr int kSurplusLook = 64 * 1024;
 
     explicit EthernetSocket(CEthernet* owner) : owner_(owner) {}
     ~EthernetSocket();
@@ -38,7 +37,7 @@ public:
 
     bool connectTo(const QString& address);
     bool write(const char* bytes, int length);
-    // Reads one reply into reply(); returns its size, 0 when none came.
+    // Reads one reply into the assembler; returns its size, 0 when none came.
     int read(int timeoutMs, bool packetMode);
     // Drops the connection; with `refuse`, writes and reads fail until the
     // next connect.
@@ -52,20 +51,27 @@ public:
     // that a closed connection is noticed even when nobody is talking.
     void checkIdle();
 
-    // The last reply; swapped out to the requester, whose old array becomes
-    // the next buffer.
-    QByteArray& reply() { return assembler_.buffer(); }
+    // The last reply: its header, and its body, which is swapped out to the
+    // requester (whose old array becomes the next buffer).
+    bcp::PacketAssembler& reply() { return assembler_; }
 
 private:
     void discardUnread();
     bool dropLateReply(bool packetMode);
     // One readiness wait of a read started at `timer`.
     int readinessWaitMs(const QElapsedTimer& timer, int timeoutMs) const;
+    // Moves what the kernel holds (at most kReadChunk) into the reply: the
+    // header through a small copy, the body straight into its place. False
+    // when nothing was there.
+    bool takeAvailable();
+    void noticeClosed();
+    enum IdleEvent { kPeerGone = 1, kPendingInput = 2 };
+    int idleEvents() const;
 
     CEthernet* owner_;
     QTcpSocket* socket_ = nullptr;
+    std::function<void()> peerClosed_;
     bool refused_ = false;
-    QByteArray chunk_;
     bcp::PacketAssembler assembler_;
 };
 

@@ -63,14 +63,12 @@ int EthernetThread::read(QByteArray& output, int timeoutMs, bool packetMode)
     }
     submit(Request::Read);
     MutexLocker lock(&mutex_);
-    // Hand the reply over without copying; the worker keeps the caller's old
-    // array as its next buffer.
-    output.swap(socket_.reply());
+    output = socket_.reply().packet();
     return readCount_;
 }
 
-EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int length, QByteArray& output,
-                                                        int timeoutMs, bool packetMode)
+EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int length, QByteArray& header,
+                                                        QByteArray& body, int timeoutMs, bool packetMode)
 {
     MutexLocker requester(&submitMutex_);
     {
@@ -86,7 +84,10 @@ EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int le
         return Transfer::WriteFailed;
     if (!readRan_)
         return Transfer::NotConnectedToRead;
-    output.swap(socket_.reply());
+    // Hand the body over without copying; the worker keeps the caller's old
+    // array as its next buffer.
+    header = socket_.reply().header();
+    body.swap(socket_.reply().body());
     return Transfer::Read;
 }
 

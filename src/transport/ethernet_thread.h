@@ -34,15 +34,17 @@ public:
 
     bool connectTo(const QString& address);
     bool write(const char* bytes, int length);
-    // Reads one reply into `output` (swapped out of the worker, not copied).
-    // Returns the number of bytes received.
+    // Reads one reply into `output`, all its bytes. Returns their number.
     int read(QByteArray& output, int timeoutMs, bool packetMode);
     // How far a write-then-read request got.
     enum class Transfer { WriteFailed, NotConnectedToRead, Read };
     // write() followed by read() in a single hand-over, as an exchange does
     // them; a disconnection noticed during the write is settled before the
-    // read would start. `output` receives the reply when the read ran.
-    Transfer writeThenRead(const char* bytes, int length, QByteArray& output, int timeoutMs, bool packetMode);
+    // read would start. When the read ran, `header` receives the reply's
+    // first five bytes and `body` the rest, swapped out of the worker: a
+    // packet's payload is handed on where it was read.
+    Transfer writeThenRead(const char* bytes, int length, QByteArray& header, QByteArray& body, int timeoutMs,
+                           bool packetMode);
     // Drops the connection and leaves write and read requests refused until
     // the next connect.
     void disconnectAndClose();

@@ -146,7 +146,15 @@ void CEthernet::noteIfNothingCame(const QByteArray& reply)
 
 bool CEthernet::unwrapPacket(QByteArray& output)
 {
-    switch (bcp::validate(output, bcp::LengthRule::Exact)) {
+    if (!checkPacket(bcp::validate(output, bcp::LengthRule::Exact)))
+        return false;
+    bcp::unwrap(output);
+    return true;
+}
+
+bool CEthernet::checkPacket(bcp::Validity validity)
+{
+    switch (validity) {
     case bcp::Validity::TooShort:
         SetError(0x5006, QStringLiteral("RecvPacket: Incorrect Packet length"));
         return false;
@@ -156,7 +164,6 @@ bool CEthernet::unwrapPacket(QByteArray& output)
     case bcp::Validity::Valid:
         break;
     }
-    bcp::unwrap(output);
     return true;
 }
 
@@ -173,7 +180,8 @@ bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, in
     const int size = measuredLength(bytes, length);
     owedReplies_.sent(bytes, size);
     const QByteArray packet = packetMode ? bcp::frame(bytes, size) : QByteArray::fromRawData(bytes, size);
-    switch (thread->writeThenRead(packet.constData(), packet.size(), response, timeoutMs, packetMode_)) {
+    QByteArray header;
+    switch (thread->writeThenRead(packet.constData(), packet.size(), header, response, timeoutMs, packetMode_)) {
     case EthernetThread::Transfer::WriteFailed:
         return false;
     case EthernetThread::Transfer::NotConnectedToRead:
@@ -183,9 +191,18 @@ bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, in
     case EthernetThread::Transfer::Read:
         break;
     }
-    noteIfNothingCame(response);
+    // Nothing came when not even a header did.
+    noteIfNothingCame(header);
     // After a good write a reply counts as received even when empty.
-    return !packetMode || unwrapPacket(response);
+    if (!packetMode) {
+        response.prepend(header);
+        return true;
+    }
+    if (!checkPacket(bcp::validate(header, response, bcp::LengthRule::Exact)))
+        return false;
+    // The end byte; the header is already apart.
+    response.chop(1);
+    return true;
 }
 
 bool CEthernet::SendReceive(const char* command, QByteArray& response, int timeoutMs, int length)

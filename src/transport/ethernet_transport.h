@@ -4,6 +4,7 @@
 #include <atomic>
 #include <memory>
 
+#include "transport/bcp_packet.h"
 #include "transport/ctransport.h"
 
 namespace vireo2 {
@@ -59,6 +60,8 @@ private:
     bool unwrapPacket(QByteArray& output);
     // After a good write: an empty reply means the command's reply is owed.
     void noteIfNothingCame(const QByteArray& reply);
+    // Records why a received packet is refused; true when it is valid.
+    bool checkPacket(bcp::Validity validity);
 
     mutable Mutex threadMutex_;
     std::shared_ptr<EthernetThread> thread_;

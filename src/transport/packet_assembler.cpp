@@ -16,45 +16,70 @@ void PacketAssembler::reset(bool skipNoise)
 {
     // Keep the block of earlier replies for the next one, unless it was huge.
     // reserve() marks the capacity as wanted, so resize(0) keeps it.
-    if (buffer_.capacity() > kMaxKeptCapacity)
-        buffer_ = QByteArray();
-    buffer_.reserve(qMax(buffer_.capacity(), kInitialCapacity));
-    buffer_.resize(0);
+    if (body_.capacity() > kMaxKeptCapacity)
+        body_ = QByteArray();
+    body_.reserve(qMax(body_.capacity(), kInitialCapacity));
+    clear();
     expected_ = 0;
     skipNoise_ = skipNoise;
     state_ = State::Incomplete;
+}
+
+void PacketAssembler::clear()
+{
+    header_.resize(0);
+    body_.resize(0);
 }
 
 PacketAssembler::State PacketAssembler::append(const char* data, qint64 size)
 {
     if (state_ != State::Incomplete || size <= 0)
         return state_;
-    if (buffer_.isEmpty() && skipNoise_) {
+    if (header_.isEmpty() && skipNoise_) {
         const void* start = std::memchr(data, kStartMarker, size_t(size));
         if (!start)
             return state_;
         size -= static_cast<const char*>(start) - data;
         data = static_cast<const char*>(start);
     }
-    buffer_.append(data, int(size));
+    const int toHeader = int(qMin<qint64>(size, headerMissing()));
+    header_.append(data, toHeader);
+    body_.append(data + toHeader, int(size - toHeader));
     updateState();
+    return state_;
+}
+
+char* PacketAssembler::room(qint64 size)
+{
+    roomStart_ = body_.size();
+    body_.resize(int(roomStart_ + size));
+    return body_.data() + roomStart_;
+}
+
+PacketAssembler::State PacketAssembler::commit(qint64 count)
+{
+    body_.resize(int(roomStart_ + qMax<qint64>(count, 0)));
+    if (state_ == State::Incomplete && count > 0)
+        updateState();
     return state_;
 }
 
 void PacketAssembler::updateState()
 {
-    if (buffer_.size() <= kHeaderSize)
+    // The header is judged with the first byte after it, so a refused
+    // packet still shows what came with its header.
+    if (received() <= kHeaderSize)
         return;
-    const quint32 length = lengthField(buffer_.constData());
+    const quint32 length = lengthField(header_.constData());
     expected_ = qint64(length) + kOverhead;
     if (length > kMaxPayload)
         state_ = State::Oversized;
-    else if (buffer_.size() >= expected_)
+    else if (received() >= expected_)
         state_ = State::Complete;
-    else if (buffer_.capacity() < expected_ && buffer_.size() >= qMin<qint64>(expected_ / 8, kMaxKeptCapacity))
+    else if (body_.capacity() < expected_ - kHeaderSize && received() >= qMin<qint64>(expected_ / 8, kMaxKeptCapacity))
         // One block for the rest of a reply that is really arriving, instead
         // of a chain of growing copies; a header alone reserves nothing.
-        buffer_.reserve(int(expected_));
+        body_.reserve(int(expected_ - kHeaderSize));
 }
 
 bool takePacket(QByteArray& stream, QByteArray& payload, bool* oversized)

@@ -104,17 +104,19 @@ qint32 ParseStatus(const QByteArray& response)
 
 QString ResponseValue(const QByteArray& response)
 {
-    return QString::fromUtf8(responseValueBytes(response));
+    const int offset = responseValueOffset(response);
+    if (offset < 0)
+        return QStringLiteral("NO VALUE FOUND");
+    return QString::fromUtf8(response.constData() + offset, response.size() - offset);
 }
 
-QByteArray responseValueBytes(QByteArray response)
+int responseValueOffset(const QByteArray& response)
 {
     const int first = response.indexOf(' ');
     const int second = first < 0 ? -1 : response.indexOf(' ', first + 1);
     if (second < 0 || second + 1 >= response.size())
-        return QByteArrayLiteral("NO VALUE FOUND");
-    response.remove(0, second + 1);
-    return response;
+        return -1;
+    return second + 1;
 }
 
 namespace reply {

@@ -17,8 +17,8 @@ qint32 ParseStatus(const QByteArray& response);
 // Everything after the second blank ("OK 24" above); "NO VALUE FOUND" when
 // that is empty or the reply has fewer than two blanks.
 QString ResponseValue(const QByteArray& response);
-// The same as bytes, cut out of the reply in place.
-QByteArray responseValueBytes(QByteArray response);
+// Where that value starts in the reply; -1 when there is none.
+int responseValueOffset(const QByteArray& response);
 
 namespace reply {
 

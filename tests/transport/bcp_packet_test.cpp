@@ -51,11 +51,33 @@ TEST(PacketAssembler, ResetKeepsTheBlockOfEarlierRepliesAndSetsTheMode)
     const QByteArray packet = bcp::frame(QByteArray(100000, 'p'));
     assembler.reset(true);
     assembler.append(packet.constData(), packet.size());
-    const char* block = assembler.buffer().constData();
+    const char* block = assembler.body().constData();
     assembler.reset(false);  // without packet mode nothing is skipped
-    assembler.append("ab", 2);
-    EXPECT_EQ(assembler.buffer(), QByteArray("ab"));
-    EXPECT_EQ(assembler.buffer().constData(), block);
+    assembler.append("abcdefg", 7);
+    EXPECT_EQ(assembler.packet(), QByteArray("abcdefg"));
+    EXPECT_EQ(assembler.body().constData(), block);
+}
+
+// The header is kept apart wherever the chunks cut it, so the body holds the
+// payload where the reads put it; validation sees header and body as one.
+TEST(PacketAssembler, KeepsTheHeaderApartAndReadsTheBodyInPlace)
+{
+    const QByteArray packet = "noise" + bcp::frame(QByteArray("payload of a reply"));
+    bcp::PacketAssembler assembler;
+    assembler.reset(true);
+    EXPECT_EQ(assembler.append(packet.constData(), 7), State::Incomplete);  // noise and two header bytes
+    EXPECT_FALSE(assembler.headerComplete());
+    EXPECT_EQ(assembler.headerMissing(), 3);
+    EXPECT_EQ(assembler.append(packet.constData() + 7, 3), State::Incomplete);
+    ASSERT_TRUE(assembler.headerComplete());
+    EXPECT_EQ(assembler.expected(), 0) << "judged with the first byte after it";
+    const QByteArray rest = packet.mid(10) + "surplus";
+    memcpy(assembler.room(100), rest.constData(), size_t(rest.size()));
+    EXPECT_EQ(assembler.commit(rest.size()), State::Complete);
+    EXPECT_EQ(assembler.body(), "payload of a reply\x7Fsurplus");
+    EXPECT_EQ(bcp::validate(assembler.header(), assembler.body(), bcp::LengthRule::Exact), Validity::Invalid);
+    EXPECT_EQ(bcp::validate(assembler.header(), assembler.body(), bcp::LengthRule::AtMost), Validity::Valid);
+    EXPECT_EQ(bcp::validate(assembler.header(), QByteArray(), bcp::LengthRule::Exact), Validity::TooShort);
 }
 
 // A length above the cap ends the collection as soon as the header is in,
@@ -71,7 +93,7 @@ TEST(PacketAssembler, LengthsAboveThePayloadCapAreRefusedAtTheHeader)
         qToBigEndian(length, packet.data() + 1);
         EXPECT_EQ(assembler.append(packet.constData(), packet.size()), state) << length;
         EXPECT_EQ(assembler.append("more", 4), state) << length;
-        EXPECT_LT(assembler.buffer().capacity(), 1 << 20);
+        EXPECT_LT(assembler.body().capacity(), 1 << 20);
     }
 }
 

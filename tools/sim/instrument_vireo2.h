@@ -114,6 +114,10 @@ private:
     qint64 digestDueMs_ = 0;
     int digestDelayMs_ = 300;
     QString previousTool_ = QStringLiteral("ink");
+    // The last "blob get N" reply, kept: asked again, it is ready at once,
+    // so a transfer benchmark measures the transfer, not the building.
+    QByteArray blobReply_;
+    int blobSize_ = -1;
 };
 
 } // namespace vireo2::sim

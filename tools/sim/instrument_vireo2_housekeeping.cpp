@@ -60,10 +60,14 @@ std::optional<QByteArray> SimulatedVireo2::housekeepingReply(const QString& key,
         const int size = words.at(2).toInt(&isNumber);
         if (!isNumber || size < 0 || size > kLargestBlob)
             return statusReply("BLOB", kInvalidArgument);
-        QByteArray blob(size, 'b');
-        for (int i = 0; i < size; i += 64)
-            blob[i] = char('0' + (i / 64) % 10);
-        return statusReply("BLOB", kOk, blob);
+        if (size != blobSize_) {
+            QByteArray blob(size, 'b');
+            for (int i = 0; i < size; i += 64)
+                blob[i] = char('0' + (i / 64) % 10);
+            blobReply_ = statusReply("BLOB", kOk, blob);
+            blobSize_ = size;
+        }
+        return blobReply_;
     }
     if (key == QLatin1String("tool query"))
         return statusReply("TOOL", kOk, tool_.toUtf8());

@@ -23,9 +23,23 @@ bool isPollOf(const QByteArray& command, const QByteArray& word)
         && words.at(1).compare("done?", Qt::CaseInsensitive) == 0;
 }
 
+// The packet of a payload the thread framed last is ready: a reply kept by
+// the model (a large blob) leaves without being framed again. Holding the
+// payload keeps its bytes, so an equal address means the same payload.
+QByteArray framed(const QByteArray& payload)
+{
+    thread_local QByteArray lastPayload;
+    thread_local QByteArray lastPacket;
+    if (payload.isDetached() || payload.constData() != lastPayload.constData() || payload.size() != lastPayload.size()) {
+        lastPayload = payload;
+        lastPacket = bcp::frame(payload);
+    }
+    return lastPacket;
+}
+
 QByteArray packet(const QByteArray& payload, const std::optional<quint32>& lengthField)
 {
-    QByteArray bytes = bcp::frame(payload);
+    QByteArray bytes = framed(payload);
     if (lengthField) {
         const quint32 value = *lengthField;
         for (int i = 0; i < 4; ++i)
@@ -55,7 +69,8 @@ ReplyPlan planDelivery(const QByteArray& payload, const std::optional<Fault>& fa
     plan.segmentPauseMs = f.segmentPauseMs;
     if (plan.silent || plan.drop)
         return plan;
-    const QByteArray bytes = f.before + packet(payload, f.lengthField) + f.after;
+    const QByteArray bytes = f.before.isEmpty() && f.after.isEmpty() ? packet(payload, f.lengthField)
+                                                                     : f.before + packet(payload, f.lengthField) + f.after;
     int offset = 0;
     for (int size : f.segments) {
         if (offset >= bytes.size())
