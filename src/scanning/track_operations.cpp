@@ -1,6 +1,7 @@
 // The track operations of the scanning engine: stop, home, head motion, the
 // two reference readings, configuration, and the start of a traverse.
 #include <QThread>
+#include <cmath>
 #include <algorithm>
 
 #include "scanning/scan_host.h"
@@ -88,18 +89,21 @@ bool Vireo2Scanning::headMoving()
     return fields.size() > 2 && fields.at(2).toDouble() > kMovingSpeed;
 }
 
-// Fields 1 and 3 of a reference reply ("04,A,pA,B" or "14,C,pC,D").
+// Fields 1 and 3 of a reference reply ("04,A,pA,B" or "14,C,pC,D"); a
+// field that is no finite number ("nan" passes every comparison made with
+// it) makes the reply invalid.
 bool Vireo2Scanning::referenceReply(const QString& command, double* first, double* second, QByteArray& reply)
 {
     if (exchange(command, reply) != 0)
         return false;
     const QStringList fields = QString::fromLatin1(reply).split(QLatin1Char(','));
-    if (fields.size() < 4) {
+    bool firstOk = false, secondOk = false;
+    *first = fields.value(1).toDouble(&firstOk);
+    *second = fields.value(3).toDouble(&secondOk);
+    if (fields.size() < 4 || !firstOk || !secondOk || !std::isfinite(*first) || !std::isfinite(*second)) {
         log().LogErrorOnly(kErrorData, QStringLiteral("Invalid data from TR3: %1 = %2").arg(command, QString::fromLatin1(reply)));
         return false;
     }
-    *first = fields.at(1).toDouble();
-    *second = fields.at(3).toDouble();
     return true;
 }
 
@@ -185,7 +189,7 @@ void Vireo2Scanning::readTraverseLength()
     const QStringList fields = QString::fromLatin1(reply).split(QStringLiteral(", "), Qt::SkipEmptyParts);
     bool ok = false;
     const double length = fields.value(3).toDouble(&ok);
-    if (ok && length > 0.0)
+    if (ok && length > 0.0 && std::isfinite(length))
         traverseLength_ = length;
 }
 

@@ -84,6 +84,10 @@ TEST_F(Tr3LinkTest, ReferenceReadingsAreChecked)
         {"04,20,0,10", "14,50,0,60", "Invalid data from TR3: 04ps = 04,20,0,10"},
         {"04,10,0,20", "14,15,0,60", "Invalid data from TR3: 14ps = 14,15,0,60"},
         {"04,10,0,20", "14,50,0,40", "Invalid data from TR3: 14ps = 14,50,0,40"},
+        // Not a number: "nan" would pass the order checks.
+        {"04,nan,0,20", "14,50,0,60", "Invalid data from TR3: 04ps = 04,nan,0,20"},
+        {"04,10,0,20", "14,50,0,inf", "Invalid data from TR3: 14ps = 14,50,0,inf"},
+        {"04,ten,0,20", "14,50,0,60", "Invalid data from TR3: 04ps = 04,ten,0,20"},
     };
     for (const Case& c : cases) {
         track.faults().add(sim::Fault::on("04ps").replying(c.first));
