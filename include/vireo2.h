@@ -16,7 +16,8 @@
  *    does not clear the record. Some failures record nothing and leave the
  *    record as it was; their comments say so ("records nothing"): the data
  *    getters asked for a value that does not exist (GetSpectralData,
- *    GetSpectralSetData, ScanGetPatchRecord, instrument-mode ScanGetData),
+ *    GetSpectralSetData, ScanGetPatchRecord, ScanGetQuality, instrument-mode
+ *    ScanGetData),
  *    and the queries that answer from the library's own state. Test the
  *    returned value first, and read the record only after a failure that
  *    records.
@@ -252,13 +253,41 @@ VIREO2_API int ScanGetCount(void);
  *  next call. */
 VIREO2_API const char* ScanGetData(int patchIndex, int dataSet);
 /** Track mode: the nine header values of patch `patchIndex` into
- *  values[0..capacity-1]: Sync (1 when the grid re-synchronised on it),
+ *  values[0..capacity-1]: Sync (1 when the grid re-synchronised on it, 2
+ *  when the record came from the fitted grid: VIREO2_SCAN_CORRECTED),
  *  Delta (position error in patch widths), time stamp (2 ms ticks), L*, a*,
  *  b* (D50/2, condition M0), dE* (to the paper), Position (centre, mm),
  *  Ripple. Returns the number copied (9 with capacity >= 9), or -1 for a
  *  null array, an index out of range or instrument mode; a failure records
  *  nothing. */
 VIREO2_API int ScanGetPatchRecord(int patchIndex, double* values, int capacity);
+
+/* Quality flags of a scan (ScanGetQuality). A patch's record was taken from
+ * the grid fitted to the whole traverse instead of the walk along the row
+ * (its Sync reads 2): a correction, not a doubt by itself. */
+#define VIREO2_SCAN_CORRECTED 0x01
+/* No steady reading near the patch's centre: its colour may mix a neighbour's. */
+#define VIREO2_SCAN_UNSTEADY 0x02
+/* The patch's place is uncertain: the walk and the fitted grid disagree and
+ * the fit is not clearly better; the patch may belong one place over. */
+#define VIREO2_SCAN_UNCERTAIN 0x04
+/* An end patch the colour of the paper, with no visible edge to the margin:
+ * it may be margin, and the row may start or end a patch later. */
+#define VIREO2_SCAN_LIKE_PAPER 0x08
+/* Strip: fewer patches than ScanConfig asked for. */
+#define VIREO2_SCAN_SHORT 0x10
+/* Strip: the printed row does not fit the configured count and width. */
+#define VIREO2_SCAN_WIDTH_MISMATCH 0x20
+/* The flags that make a scan suspect: all but VIREO2_SCAN_CORRECTED. */
+#define VIREO2_SCAN_SUSPECT 0x3E
+
+/** How far the last scan can be trusted: with patchIndex -1 the strip's
+ *  flags (every patch's flags combined with the strip's own), with a patch
+ *  index that patch's flags (VIREO2_SCAN_*); 0 means nothing to doubt.
+ *  Track scans judge each patch; hand scans are cut by the instrument, so
+ *  only VIREO2_SCAN_SHORT can be set. Returns -1 for an index out of range
+ *  (records nothing). */
+VIREO2_API int ScanGetQuality(int patchIndex);
 
 #ifdef __cplusplus
 }

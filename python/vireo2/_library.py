@@ -118,6 +118,7 @@ PROTOTYPES = {
     "ScanGetCount": (_c_int, []),
     "ScanGetData": (_c_text, [_c_int, _c_int]),
     "ScanGetPatchRecord": (_c_int, [_c_int, _double_p, _c_int]),
+    "ScanGetQuality": (_c_int, [_c_int]),
     # colorimetry (spectra in percent)
     "Vireo2_SpectrumToXYZ": (_c_int, [_double_p, _c_int, _double_p]),
     "Vireo2_SpectrumToLab": (_c_int, [_double_p, _c_int, _c_int, _double_p]),

@@ -278,3 +278,22 @@ class Instrument:
             return None
         names = ("sync", "delta", "time_stamp", "L", "a", "b", "dE", "position", "ripple")
         return dict(zip(names, list(values)))
+
+    # Quality flags of ScanGetQuality (VIREO2_SCAN_* in vireo2.h).
+    SCAN_CORRECTED = 0x01
+    SCAN_UNSTEADY = 0x02
+    SCAN_UNCERTAIN = 0x04
+    SCAN_LIKE_PAPER = 0x08
+    SCAN_SHORT = 0x10
+    SCAN_WIDTH_MISMATCH = 0x20
+    SCAN_SUSPECT = 0x3E
+
+    def scan_quality(self, patch=-1):
+        """How far the last scan can be trusted: the flags (SCAN_*) of one
+        patch, or of the whole strip when patch is -1; 0 when nothing is in
+        doubt. Any of SCAN_SUSPECT means the patches must not be taken as
+        they stand."""
+        flags = self._lib.ScanGetQuality(int(patch))
+        if flags < 0:
+            _fail(errors.ScanFailed, "ScanGetQuality")
+        return flags

@@ -1,9 +1,16 @@
 // Strip scanning: no lock at this level; the device takes it where needed.
 #include "api/export_frame.h"
+#include "scanning/patch_quality.h"
 #include "vireo2.h"
 
 using namespace vireo2;
 using namespace vireo2::api;
+
+static_assert(VIREO2_SCAN_CORRECTED == quality::kCorrected && VIREO2_SCAN_UNSTEADY == quality::kUnsteady &&
+                  VIREO2_SCAN_UNCERTAIN == quality::kUncertain && VIREO2_SCAN_LIKE_PAPER == quality::kLikePaper &&
+                  VIREO2_SCAN_SHORT == quality::kShort && VIREO2_SCAN_WIDTH_MISMATCH == quality::kWidthMismatch &&
+                  VIREO2_SCAN_SUSPECT == quality::kSuspect,
+              "the header's scan quality flags are the engine's");
 
 extern "C" {
 
@@ -40,6 +47,11 @@ VIREO2_API int ScanGetCount(void)
 VIREO2_API int ScanGetPatchRecord(int patchIndex, double* values, int capacity)
 {
     return guarded(-1, [=] { return values ? device().copyPatchRecord(patchIndex, values, capacity) : -1; });
+}
+
+VIREO2_API int ScanGetQuality(int patchIndex)
+{
+    return guarded(-1, [=] { return device().scanQuality(patchIndex); });
 }
 
 // ScanGetData keeps its own result buffer, separate from the other texts.

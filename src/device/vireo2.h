@@ -91,6 +91,8 @@ public:
     QString ScanGetData(int patchIndex, int dataSet);
     // The header values of a track-mode patch; -1 when there is none.
     int copyPatchRecord(int patchIndex, double* values, int capacity);
+    // Quality flags of a scanned patch, or of the strip for -1 (ScanGetQuality).
+    int scanQuality(int patchIndex);
 
     const DeviceSettings& settings() const { return settings_; }
     const std::shared_ptr<Vireo2Scanning>& scanning() const { return scanning_; }

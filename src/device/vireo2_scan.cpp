@@ -195,6 +195,21 @@ QString Vireo2::ScanGetData(int patchIndex, int dataSet)
     return text;
 }
 
+// The instrument cuts hand scans itself: the library can only tell that
+// fewer patches came than were configured.
+int Vireo2::scanQuality(int patchIndex)
+{
+    if (trackInUse_)
+        return scanning_->quality(patchIndex);
+    MutexLocker lock(&scannedMutex_);
+    const int stored = scannedPatches_.size();
+    const int expected = scanning_->expectedPatchCount();
+    if (patchIndex == -1)
+        return expected >= 1 && stored < expected ? quality::kShort : 0;
+    const int visible = expected >= 1 ? qMin(stored, expected) : stored;
+    return patchIndex >= 0 && patchIndex < visible ? 0 : -1;
+}
+
 int Vireo2::copyPatchRecord(int patchIndex, double* values, int capacity)
 {
     if (!trackInUse_ || capacity < 0)

@@ -125,7 +125,9 @@ bool Vireo2Scanning::buildPatches(const ScanRecordList& records)
     sheetEdge_ = result.sheetEdge;
     farSheetEdge_ = result.farSheetEdge;
     patchOffset_ = result.patchOffset;
-    setPatches(std::move(result.patches));
+    if (result.quality.strip != 0)
+        log().WriteLine(describeQuality(result.quality, expectedPatchCount_, int(result.patches.size())));
+    setPatches(std::move(result.patches), std::move(result.quality));
     return true;
 }
 

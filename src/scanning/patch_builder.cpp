@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "colour/colorimetry.h"
+#include "scanning/row_check.h"
 
 namespace vireo2 {
 namespace {
@@ -17,6 +18,7 @@ constexpr double kPaperWindowMm = 5.0;
 constexpr double kFirstPatchWindow = 0.75;  // patch widths
 constexpr double kBoundary = 15.0;
 constexpr double kNoRipple = 1000.0;
+constexpr double kInk = 3.0;  // ΔE*ab to the paper: something is printed here
 
 double bandMean(const double* spectrum)
 {
@@ -112,13 +114,13 @@ int PatchBuilder::steadiest(const ScanRecordList& list, int from, int to, bool s
     return best;
 }
 
-double PatchBuilder::firstPatchCentre(const ScanRecordList& list, int k) const
+double PatchBuilder::firstPatchCentre(const ScanRecordList& list, int size, int k) const
 {
     double sum = position(list[size_t(k)]);
     int count = 1;
     for (int offset : {-3, -2, -1, 1, 2, 3}) {
         const int j = k + offset;
-        if (j >= 0 && j < int(list.size()) && ripple(list[size_t(j)]) <= kSteady) {
+        if (j >= 0 && j < size && ripple(list[size_t(j)]) <= kSteady) {
             sum += position(list[size_t(j)]);
             ++count;
         }
@@ -140,7 +142,7 @@ int PatchBuilder::resyncHalfWidth(const ScanRecordList& list, int k) const
     return half;
 }
 
-bool PatchBuilder::build(ScanRecordList list, Result* result)
+bool PatchBuilder::build(const ScanRecordList& list, Result* result)
 {
     *result = Result();
     if (list.empty()) {
@@ -172,52 +174,101 @@ bool PatchBuilder::build(ScanRecordList list, Result* result)
     const Search lastPatch{Direction::Backward, true, [this](const ScanRecord& r) { return !isNearPaper(r); },
                            "FAILED BuildPatches: Last patch not found.", true};
 
+    Landmarks marks;
     const int a = search(list, i, end, trackEnd);
     const int b = search(list, a, end, paperEdge);
     if (!at(b))
-        return true;
+        return finishWithoutRow(result);
+    marks.sheet = b;
     result->sheetEdge = position(*at(b));
     const int c = search(list, b, result->sheetEdge + kPaperWindowMm, paper);
+    marks.paper = c;
     const int d = search(list, c, end, firstPatch);
     if (!at(d))
-        return true;
+        return finishWithoutRow(result);
     result->patchOffset = position(*at(d));
 
     const double farLimit = position(*at(d)) + w / 2.0;
     const int e = search(list, last, farLimit, farEdge);
     if (at(e))
         result->farSheetEdge = position(*at(e));
+    marks.farSheet = at(e) ? e : last;
     const int f = search(list, e, farLimit, farPaper);
+    marks.farPaper = at(f) ? f : marks.farSheet;
     const int g = search(list, f, farLimit, lastPatch);
-    if (g >= 0 && g < int(list.size()))
-        list.resize(size_t(g));
+    // The walk never looks past the last patch.
+    const int size = g >= 0 && g < int(list.size()) ? g : int(list.size());
 
     // The first patch: the steadiest measurement within 0.75 widths of the ink.
     double minimum = kNoRipple;
     int k = -1;
-    for (int j = d; j < int(list.size()) && position(list[size_t(j)]) < position(list[size_t(d)]) + kFirstPatchWindow * w; ++j) {
+    for (int j = d; j < size && position(list[size_t(j)]) < position(list[size_t(d)]) + kFirstPatchWindow * w; ++j) {
         if (ripple(list[size_t(j)]) < minimum) {
             minimum = ripple(list[size_t(j)]);
             k = j;
         }
     }
-    if (k < 0)
-        return true;
-    ScanRecord first = list[size_t(k)];
-    const double centre = firstPatchCentre(list, k);
-    first[ScanRecord::kPosition] = centre;
-    result->patches.push_back(first);
-    result->patchOffset = centre - w / 2.0;
-    if (result->sheetEdge > result->patchOffset)
-        result->sheetEdge = result->patchOffset;
-    walkRow(list, k, result);
+    std::vector<int> picks;
+    if (k >= 0) {
+        ScanRecord first = list[size_t(k)];
+        const double centre = firstPatchCentre(list, size, k);
+        first[ScanRecord::kPosition] = centre;
+        result->patches.push_back(first);
+        picks.push_back(k);
+        result->patchOffset = centre - w / 2.0;
+        if (result->sheetEdge > result->patchOffset)
+            result->sheetEdge = result->patchOffset;
+        walkRow(list, size, k, result, &picks);
+    }
+    marks.firstInk = d;
+    checkRow(list, marks, picks, result);
     return true;
 }
 
-void PatchBuilder::walkRow(const ScanRecordList& list, int k, Result* result) const
+// Nothing to walk: the strip is short of every patch.
+bool PatchBuilder::finishWithoutRow(Result* result) const
+{
+    if (input_.expectedCount > 0)
+        result->quality.strip = quality::kShort;
+    return true;
+}
+
+// The first of two readings in a row, from `start` in steps of `step` up to
+// `stop`, that differ from the paper by more than kInk; `stop` when none do.
+int PatchBuilder::inkFrom(const ScanRecordList& list, int start, int step, int stop) const
+{
+    int hits = 0;
+    for (int j = start; j != stop; j += step) {
+        hits = colour::DeltaE(input_.paperLab.data(), lab(list[size_t(j)])) > kInk ? hits + 1 : 0;
+        if (hits == 2)
+            return j - step;
+    }
+    return stop;
+}
+
+void PatchBuilder::checkRow(const ScanRecordList& list, const Landmarks& at, const std::vector<int>& picks,
+                            Result* result) const
+{
+    const int last = int(list.size()) - 1;
+    const int from = at.paper >= 0 ? at.paper : at.sheet;
+    const int to = std::min(last, std::max(at.farPaper, from + 1)) + 1;
+    GridFit::Bounds bounds;
+    bounds.from = from;
+    bounds.to = to;
+    bounds.sheetEdge = position(list[size_t(at.sheet)]);
+    bounds.farSheetEdge = position(list[size_t(std::max(at.farSheet, from))]);
+    const int firstInk = inkFrom(list, from, 1, to - 1);
+    bounds.firstInk = std::min(position(list[size_t(firstInk)]), position(list[size_t(at.firstInk)]));
+    const int lastInk = inkFrom(list, to - 1, -1, from);
+    bounds.lastInk = std::max(position(list[size_t(lastInk)]), bounds.firstInk);
+    const GridFit fit(list, bounds, input_.expectedCount, input_.patchWidth);
+    const RowCheck check(list, fit, RowCheck::Input{input_.expectedCount, input_.patchWidth, input_.paperLab});
+    check.apply(fit.fit(), picks, &result->patches, &result->quality);
+}
+
+void PatchBuilder::walkRow(const ScanRecordList& list, int size, int k, Result* result, std::vector<int>* picks) const
 {
     const double w = input_.patchWidth;
-    const int size = int(list.size());
     double origin = result->patches.front()[ScanRecord::kPosition];
     int gridIndex = 0;
     while (int(result->patches.size()) < input_.expectedCount) {
@@ -230,7 +281,7 @@ void PatchBuilder::walkRow(const ScanRecordList& list, int k, Result* result) co
             return;
 
         double minimum = kNoRipple;
-        const int found = steadiest(list, std::max(current - 3, k + 3), current + 2, true, &minimum);
+        const int found = steadiest(list, std::max(current - 3, k + 3), std::min(current + 2, size - 1), true, &minimum);
         if (found < 0)
             return;
         k = found;
@@ -259,6 +310,7 @@ void PatchBuilder::walkRow(const ScanRecordList& list, int k, Result* result) co
             }
         }
         result->patches.push_back(patch);
+        picks->push_back(k);
     }
 }
 

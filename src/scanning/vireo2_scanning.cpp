@@ -147,10 +147,22 @@ ScanRecordList Vireo2Scanning::measurements() const
     return measurements_;
 }
 
-void Vireo2Scanning::setPatches(ScanRecordList patches)
+void Vireo2Scanning::setPatches(ScanRecordList patches, StripQuality quality)
 {
+    quality.patches.resize(patches.size(), 0);
     MutexLocker lock(&listMutex_);
     patches_ = std::move(patches);
+    quality_ = std::move(quality);
+}
+
+int Vireo2Scanning::quality(int index) const
+{
+    MutexLocker lock(&listMutex_);
+    if (index == -1)
+        return quality_.strip;
+    if (index < 0 || index >= int(quality_.patches.size()))
+        return -1;
+    return quality_.patches[size_t(index)];
 }
 
 void Vireo2Scanning::setPaperReference(double L, double a, double b)

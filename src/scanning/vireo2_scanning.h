@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "scanning/motion_profile.h"
+#include "scanning/patch_quality.h"
 #include "scanning/scan_record.h"
 #include "threading/locks.h"
 
@@ -113,7 +114,12 @@ public:
     int patchCount() const;
     ScanRecordList patches() const;
     ScanRecordList measurements() const;
-    void setPatches(ScanRecordList patches);
+    // The patches and how far they can be trusted (no flags: as trusted as
+    // their source, a replayed file).
+    void setPatches(ScanRecordList patches, StripQuality quality = {});
+    // Quality flags of patch `index`, or of the strip for -1; -1 when there
+    // is no such patch.
+    int quality(int index) const;
     int dataSetsPerPatch() const { return dataSetsPerPatch_; }
 
     // Scan configuration (of hand scans too) and results.
@@ -200,6 +206,7 @@ private:
     mutable Mutex listMutex_;
     ScanRecordList measurements_;
     ScanRecordList patches_;
+    StripQuality quality_;
 };
 
 } // namespace vireo2

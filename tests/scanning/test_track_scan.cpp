@@ -92,7 +92,10 @@ TEST_F(RecordedTrackScan, TraverseOfTheDefaultSheetRecordsItAndFindsEveryPatch)
         for (int i = 0; i < 31; ++i)
             difference += std::abs(measured[size_t(i)] - 100.0 * truth[i]) / 31.0;
         EXPECT_LT(difference, 1.0) << "patch " << p;
+        EXPECT_EQ(ScanGetQuality(p), 0) << "patch " << p;
     }
+    EXPECT_EQ(ScanGetQuality(-1), 0) << "nothing in doubt";
+    EXPECT_EQ(ScanGetQuality(sheet.patchCount()), -1);
     // Edges are found at readings, 1.67 mm apart at 150 mm/s.
     EXPECT_NEAR(std::stod(execute("autoscansheetedge")), sheet.layout().edge, 2.0);
     EXPECT_NEAR(std::stod(execute("autoscanpatchoffset")), sheet.layout().margin, 2.0);
@@ -111,6 +114,26 @@ TEST_F(RecordedTrackScan, TraverseOfTheDefaultSheetRecordsItAndFindsEveryPatch)
     EXPECT_EQ(lastError(), "20503 FAILED scanGetData: patchIndex out of range");
     EXPECT_EQ(ScanGetData(0, 4), std::string());
     EXPECT_EQ(lastError(), "20503 FAILED scanGetData: dataSet out of range");
+}
+
+// A scan told the wrong count or width still ends with patches, but its
+// quality says it cannot be trusted, and the log says why.
+TEST_F(TrackScan, ACountOrWidthTheSheetDoesNotHaveIsFlagged)
+{
+    const sim::SheetModel sheet = rig_->sheet();  // 24 patches of 8 mm
+    startTraverse(30, 8.0f);
+    ASSERT_EQ(waitForScanEnd(20000), 3) << lastError();
+    EXPECT_GT(ScanGetCount(), 0);
+    EXPECT_NE(ScanGetQuality(-1) & VIREO2_SCAN_SHORT, 0) << ScanGetQuality(-1);
+    EXPECT_NE(ScanGetQuality(-1) & VIREO2_SCAN_WIDTH_MISMATCH, 0) << ScanGetQuality(-1);
+    EXPECT_TRUE(log().contains(QStringLiteral("Scan quality 0x"))) << log().toStdString();
+
+    ASSERT_EQ(execute("gohome"), "<00>") << lastError();
+    ASSERT_EQ(ScanConfig(sheet.patchCount(), 5.0f), 1);
+    ASSERT_EQ(ScanStart(), 1);
+    ASSERT_EQ(execute("autoscanstart"), "<00>") << lastError();
+    ASSERT_EQ(waitForScanEnd(20000), 3) << lastError();
+    EXPECT_NE(ScanGetQuality(-1) & VIREO2_SCAN_WIDTH_MISMATCH, 0) << ScanGetQuality(-1);
 }
 
 // Each status of "Scan Get Refls" that ends a scan, and what it leaves in

@@ -5,6 +5,7 @@
 #include <QProcess>
 #include <csignal>
 #include <QJsonArray>
+#include <QJsonObject>
 #include <QXmlStreamReader>
 #include <lcms2.h>
 
@@ -127,6 +128,24 @@ TEST_F(CliScanTest, CtrlCStopsTheScanWithTheHeadHomeAndKeepsEarlierSheets)
     ASSERT_NE(it8, nullptr);
     EXPECT_EQ(cmsIT8GetPropertyDbl(it8, "NUMBER_OF_SETS"), double(rig_->sheet().patchCount())) << "sheet 0 is kept";
     cmsIT8Free(it8);
+}
+
+// A strip read with more patches than the sheet has: the patches still come
+// out, with a warning naming the doubt and exit status 3, or 0 when the user
+// accepts a suspect scan.
+TEST_F(CliScanTest, SuspectTrackScanWarnsAndFailsUnlessAccepted)
+{
+    const ProgramResult suspect = vireo2AgainstSim({"scan", "--track", trackAddress(), "--patches", "30", "--json"});
+    EXPECT_EQ(suspect.exitCode, 3) << suspect.err.toStdString();
+    EXPECT_TRUE(suspect.err.contains(QStringLiteral("warning: sheet 0: only "))) << suspect.err.toStdString();
+    const QJsonObject json = jsonObject(suspect.out);
+    EXPECT_FALSE(json.value(QStringLiteral("warnings")).toArray().isEmpty());
+    EXPECT_FALSE(json.value(QStringLiteral("patches")).toArray().isEmpty());
+
+    const ProgramResult accepted =
+        vireo2AgainstSim({"scan", "-q", "--track", trackAddress(), "--patches", "30", "--accept-suspect"});
+    EXPECT_EQ(accepted.exitCode, 0) << accepted.err.toStdString();
+    EXPECT_TRUE(accepted.err.contains(QStringLiteral("warning:"))) << "warnings are printed even when accepted";
 }
 
 TEST_F(CliScanTest, HandScanAndItsFailures)

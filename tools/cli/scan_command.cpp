@@ -26,6 +26,10 @@ const QString kJson = QStringLiteral("json");
 const QString kCsv = QStringLiteral("csv");
 const QString kCgats = QStringLiteral("cgats");
 const QString kPlot = QStringLiteral("plot");
+const QString kAcceptSuspect = QStringLiteral("accept-suspect");
+
+// Exit status of a scan that ended with patches the library doubts.
+constexpr int kExitSuspect = 3;
 
 struct ScanOptions {
     StripScanRequest request;
@@ -104,6 +108,20 @@ int scanFailure(const QString& problem, const LibraryError& before)
                             QStringLiteral("error %1: %2").arg(error.code).arg(error.text));
 }
 
+// Names every doubt the library raised; the scan's exit status.
+int verdictStatus(const StripScan& scan, bool accept)
+{
+    const QStringList warnings = scan.warnings();
+    for (const QString& warning : warnings)
+        printErr(QStringLiteral("vireo2: warning: %1\n").arg(warning));
+    if (warnings.isEmpty() || accept)
+        return ExitOk;
+    printErr(QStringLiteral("vireo2: the scan is suspect (exit status %1); check the patches named above, or pass "
+                            "--accept-suspect to take it as it is\n")
+                 .arg(kExitSuspect));
+    return kExitSuspect;
+}
+
 int run(const Invocation& call)
 {
     if (!call.arguments.isEmpty())
@@ -160,11 +178,12 @@ int run(const Invocation& call)
         if (written != ExitOk)
             return written;
     }
+    const int verdict = verdictStatus(scan, p.isSet(kAcceptSuspect));
     if (!problem.isEmpty()) {
         printErr(QStringLiteral("vireo2: the %1 patches scanned before are kept\n").arg(scan.patches.size()));
         return scanFailure(problem, before);
     }
-    return ExitOk;
+    return verdict;
 }
 
 } // namespace
@@ -185,7 +204,13 @@ Subcommand scanCommand()
         "--cgats adds the patches to a CGATS file (SAMPLE_ID, LAB_L/A/B, SPEC_400..700\n"
         "of --condition), continuing the sample ids of an existing file, so several\n"
         "strips (--sheets N, or runs with --sheet K) collect in one file. --plot draws\n"
-        "the strip as swatches with the position error and Ripple beneath.");
+        "the strip as swatches with the position error and Ripple beneath.\n"
+        "\n"
+        "When the library doubts a strip (fewer patches than --patches, a row that\n"
+        "does not fit --patches and --width, a patch without a steady reading or\n"
+        "whose place is uncertain) the patches are still printed and written, each\n"
+        "doubt is printed as a warning naming its patches (\"warnings\" in --json),\n"
+        "and the exit status is 3 unless --accept-suspect is given.");
     command.options = {
         QCommandLineOption(kTrack, QStringLiteral("Scan on the track at this address."), QStringLiteral("HOST:PORT")),
         QCommandLineOption(kPatches, QStringLiteral("Patches on the strip (24)."), QStringLiteral("N")),
@@ -200,6 +225,7 @@ Subcommand scanCommand()
         QCommandLineOption(kCsv, QStringLiteral("Print CSV: one row per patch.")),
         QCommandLineOption(kCgats, QStringLiteral("Add the patches to a CGATS file."), QStringLiteral("FILE")),
         QCommandLineOption(kPlot, QStringLiteral("Also draw the strip as an SVG picture."), QStringLiteral("FILE.svg")),
+        QCommandLineOption(kAcceptSuspect, QStringLiteral("Exit 0 even when the scan is suspect (warnings still printed).")),
     };
     command.connects = true;
     command.run = run;

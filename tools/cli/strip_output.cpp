@@ -77,6 +77,7 @@ QByteArray stripJson(const StripScan& scan)
             patch.insert(QStringLiteral("ripple"), p.ripple);
             patch.insert(QStringLiteral("synchronised"), p.synchronised);
         }
+        patch.insert(QStringLiteral("quality"), p.quality);
         patches.append(patch);
     }
     const QJsonObject root{{QStringLiteral("mode"), scan.track ? QStringLiteral("track") : QStringLiteral("hand")},
@@ -84,6 +85,7 @@ QByteArray stripJson(const StripScan& scan)
                            {QStringLiteral("condition"), conditionName(scan.condition)},
                            {QStringLiteral("illuminant"), illuminant::name(scan.illuminant)},
                            {QStringLiteral("unit"), QStringLiteral("percent")},
+                           {QStringLiteral("warnings"), QJsonArray::fromStringList(scan.warnings())},
                            {QStringLiteral("patches"), patches}};
     return QJsonDocument(root).toJson(QJsonDocument::Indented);
 }

@@ -3,6 +3,7 @@
 #include <QElapsedTimer>
 #include <QStringList>
 #include <QThread>
+#include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
@@ -46,6 +47,40 @@ int waitForStatus(int limitS, bool handScan)
     return status;
 }
 
+// The patches (1-based) of a strip that carry `flag`.
+QString patchesWith(const QVector<StripPatch>& patches, int flag)
+{
+    QStringList numbers;
+    for (const StripPatch& patch : patches)
+        if (patch.quality & flag)
+            numbers << QString::number(patch.index + 1);
+    return numbers.join(QStringLiteral(", "));
+}
+
+StripVerdict verdict(int sheet, int count, const QVector<StripPatch>& patches)
+{
+    StripVerdict v;
+    v.sheet = sheet;
+    v.flags = std::max(0, ScanGetQuality(-1));
+    const QString where = QStringLiteral("sheet %1: ").arg(sheet);
+    if (v.flags & VIREO2_SCAN_SHORT)
+        v.warnings << where + QStringLiteral("only %1 patches found").arg(count);
+    if (v.flags & VIREO2_SCAN_WIDTH_MISMATCH)
+        v.warnings << where + QStringLiteral("the printed row does not match the patch count and width given");
+    const struct {
+        int flag;
+        const char* text;
+    } kinds[] = {{VIREO2_SCAN_UNSTEADY, "no steady reading (may mix a neighbour's colour) in patch %1"},
+                 {VIREO2_SCAN_UNCERTAIN, "position uncertain (may belong one place over) for patch %1"},
+                 {VIREO2_SCAN_LIKE_PAPER, "patch %1 cannot be told from the paper margin"}};
+    for (const auto& kind : kinds) {
+        const QString list = patchesWith(patches, kind.flag);
+        if (!list.isEmpty())
+            v.warnings << where + QString::fromLatin1(kind.text).arg(list);
+    }
+    return v;
+}
+
 bool readPatches(int sheet, bool track, StripScan* scan)
 {
     const int count = ScanGetCount();
@@ -63,6 +98,7 @@ bool readPatches(int sheet, bool track, StripScan* scan)
             patch.percent.append(spectrum);
         }
         double header[9] = {};
+        patch.quality = std::max(0, ScanGetQuality(p));
         if (track && ScanGetPatchRecord(p, header, 9) == 9) {
             patch.hasRecord = true;
             patch.synchronised = header[0] == 1.0;
@@ -72,6 +108,7 @@ bool readPatches(int sheet, bool track, StripScan* scan)
         }
         scan->patches.append(patch);
     }
+    scan->verdicts.append(verdict(sheet, count, scan->patches.mid(scan->patches.size() - count)));
     return count > 0;
 }
 
@@ -168,6 +205,14 @@ QString scanStrips(const StripScanRequest& request, StripScan* scan)
             return problem;
     }
     return QString();
+}
+
+QStringList StripScan::warnings() const
+{
+    QStringList all;
+    for (const StripVerdict& v : verdicts)
+        all << v.warnings;
+    return all;
 }
 
 void computeColours(StripScan* scan)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QVector>
 #include <array>
 
@@ -17,6 +18,15 @@ struct StripPatch {
     double delta = 0.0;                     // position error, patch widths
     double ripple = 0.0;
     bool synchronised = false;
+    int quality = 0;                        // ScanGetQuality's flags (VIREO2_SCAN_*)
+};
+
+// How far one strip can be trusted: the library's flags for it, and the
+// warnings they give (empty when nothing is in doubt).
+struct StripVerdict {
+    int sheet = 0;
+    int flags = 0;
+    QStringList warnings;
 };
 
 // The patches of one or more strips and how they were read.
@@ -26,6 +36,9 @@ struct StripScan {
     int condition = 1;                      // M1
     int illuminant = 0;
     QVector<StripPatch> patches;
+    QVector<StripVerdict> verdicts;         // one per strip
+    // Every strip's warnings, each naming its sheet.
+    QStringList warnings() const;
 };
 
 // What to scan and how.

@@ -1,0 +1,168 @@
+#include "scanning/grid_fit.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "colour/colorimetry.h"
+
+namespace vireo2 {
+namespace {
+
+constexpr double kBin = 0.1;             // mm per contrast bin
+constexpr double kWork = 300000.0;       // boundary look-ups of the coarse search
+constexpr double kLeastVisible = 0.5;    // contrast, ΔE*ab
+constexpr double kNoiseFloor = 0.02;
+
+double position(const ScanRecord& record)
+{
+    return record[ScanRecord::kPosition];
+}
+
+double median(std::vector<double> values)
+{
+    if (values.empty())
+        return 0.0;
+    const auto middle = values.begin() + long(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+} // namespace
+
+// The contrast profile: every gap between two readings spreads its colour
+// change over the boundary positions that could have caused it (a boundary
+// within the aperture radius of either reading), weighted towards the gap's
+// middle, so the profile peaks where the aperture crossed an edge.
+GridFit::GridFit(const ScanRecordList& list, const Bounds& bounds, int count, double width)
+    : list_(list), bounds_(bounds), count_(count), width_(width)
+{
+    if (bounds_.to - bounds_.from < 2)
+        return;
+    const double first = position(list_[size_t(bounds_.from)]);
+    lo_ = std::min(first, bounds_.sheetEdge) - 2.0 * kApertureRadius;
+    const double hi = std::max(position(list_[size_t(bounds_.to - 1)]), bounds_.farSheetEdge) + 2.0 * kApertureRadius;
+    contrast_.assign(size_t(std::max(0.0, (hi - lo_) / kBin)) + 1, 0.0);
+    std::vector<double> halves, margin;
+    for (int i = bounds_.from; i + 1 < bounds_.to; ++i) {
+        const double x0 = position(list_[size_t(i)]), x1 = position(list_[size_t(i + 1)]);
+        const double d = colour::DeltaE(list_[size_t(i)].values.data() + ScanRecord::kL,
+                                        list_[size_t(i + 1)].values.data() + ScanRecord::kL);
+        changes_.push_back(d);
+        const double middle = (x0 + x1) / 2.0, half = kApertureRadius + std::max(0.0, x1 - x0) / 2.0;
+        halves.push_back(half);
+        if (x0 >= first && x1 <= bounds_.firstInk - kApertureRadius - (x1 - x0))
+            margin.push_back(d);
+        const int first = std::max(0, int(std::ceil((middle - half - lo_) / kBin)));
+        const int last = std::min(int(contrast_.size()) - 1, int(std::floor((middle + half - lo_) / kBin)));
+        for (int b = first; b <= last; ++b)
+            contrast_[size_t(b)] += d * (1.0 - std::abs(lo_ + b * kBin - middle) / half);
+    }
+    changes_.push_back(changes_.empty() ? 0.0 : changes_.back());
+    halfKernel_ = median(halves);
+    if (margin.size() >= 3) {
+        noise_ = median(margin);
+    } else {
+        std::vector<double> sorted = changes_;
+        std::sort(sorted.begin(), sorted.end());
+        noise_ = sorted.empty() ? 0.0 : sorted[sorted.size() / 10];
+    }
+    noise_ = std::max(noise_, kNoiseFloor);
+}
+
+double GridFit::change(int i) const
+{
+    if (changes_.empty())
+        return 0.0;
+    const long at = std::clamp(long(i) - bounds_.from, 0L, long(changes_.size()) - 1);
+    return changes_[size_t(at)];
+}
+
+double GridFit::contrastAt(double at) const
+{
+    const long bin = std::lround((at - lo_) / kBin);
+    return bin >= 0 && bin < long(contrast_.size()) ? contrast_[size_t(bin)] : 0.0;
+}
+
+double GridFit::visibleContrast() const
+{
+    // Noise gathered at one position: about one reading gap's worth of
+    // changes per half kernel, weighted one half on average.
+    const double gap = std::max(halfKernel_ - kApertureRadius, 0.05) * 2.0;
+    return std::max(kLeastVisible, 4.0 * noise_ * halfKernel_ / gap);
+}
+
+double GridFit::score(double start, double end) const
+{
+    const double pitch = (end - start) / count_;
+    double sum = 0.0;
+    for (int j = 0; j <= count_; ++j)
+        sum += contrastAt(start + j * pitch);
+    return sum;
+}
+
+// Every grid from a first boundary in [startFrom, startTo] to a last one in
+// [endFrom, endTo] whose pitch is within the fitted scale of the width.
+void GridFit::scan(double startFrom, double startTo, double endFrom, double endTo, double step,
+                   std::vector<Pair>* pairs) const
+{
+    const double length = count_ * width_;
+    for (double start = startFrom; start <= startTo + 1e-9; start += step) {
+        const double low = std::max(endFrom, start + length * (1.0 - kMaximumScale));
+        const double high = std::min(endTo, start + length * (1.0 + kMaximumScale));
+        for (double end = low; end <= high + 1e-9; end += step)
+            pairs->push_back({start, end, score(start, end)});
+    }
+}
+
+GridFit::Grid GridFit::fit() const
+{
+    Grid grid;
+    if (count_ <= 0 || width_ <= 0.0 || contrast_.empty())
+        return grid;
+    const double startFrom = bounds_.sheetEdge - kApertureRadius;
+    const double startTo = std::max(startFrom, bounds_.firstInk + kApertureRadius);
+    const double endTo = std::max(bounds_.farSheetEdge + kApertureRadius, startTo);
+    const double endFrom = std::min(endTo, bounds_.lastInk - kApertureRadius);
+    const double length = count_ * width_;
+    if (endTo - startFrom < length * (1.0 - kMaximumScale) || endFrom - startTo > length * (1.0 + kMaximumScale))
+        return grid;
+
+    // Coarse: a step small beside the contrast peaks, widened only when the
+    // room to search is large.
+    double step = 0.4 * halfKernel_;
+    const double startRoom = startTo - startFrom;
+    const double endRoom = std::min(endTo - endFrom, 2.0 * kMaximumScale * length);
+    while ((startRoom / step + 1.0) * (endRoom / step + 1.0) * (count_ + 1) > kWork)
+        step *= 1.25;
+    std::vector<Pair> pairs;
+    scan(startFrom, startTo, endFrom, endTo, step, &pairs);
+    if (pairs.empty())
+        return grid;
+    const Pair best = *std::max_element(pairs.begin(), pairs.end(),
+                                        [](const Pair& x, const Pair& y) { return x.score < y.score; });
+    double rival = 0.0;
+    bool rivalFound = false;
+    for (const Pair& p : pairs) {
+        if (std::abs(p.start - best.start) >= width_ / 2.0 || std::abs(p.end - best.end) >= width_ / 2.0) {
+            rival = rivalFound ? std::max(rival, p.score) : p.score;
+            rivalFound = true;
+        }
+    }
+
+    // Fine: around the coarse best.
+    std::vector<Pair> fine;
+    scan(std::max(startFrom, best.start - step), std::min(startTo, best.start + step), std::max(endFrom, best.end - step),
+         std::min(endTo, best.end + step), kBin, &fine);
+    Pair top = best;
+    for (const Pair& p : fine)
+        if (p.score > top.score)
+            top = p;
+    grid.found = true;
+    grid.start = top.start;
+    grid.pitch = (top.end - top.start) / count_;
+    grid.score = top.score;
+    grid.margin = rivalFound ? top.score - rival : top.score;
+    return grid;
+}
+
+} // namespace vireo2
