@@ -6,6 +6,7 @@
 #include "device/port_lock.h"
 #include "api/text_result.h"
 #include "device/vireo2.h"
+#include "settings/library_errors.h"
 
 // Helpers shared by the export files: every export runs its body through
 // one of them so that no C++ exception crosses into the host.
@@ -46,7 +47,7 @@ auto locked(F&& body)
 inline bool readText(const char* text, const char* exportName, QString& out)
 {
     if (!text) {
-        device().log()->LogErrorOnly(20503, QStringLiteral("FAILED %1: Invalid Argument").arg(QLatin1String(exportName)));
+        device().log()->LogErrorOnly(errors::kInvalidArgument, QStringLiteral("FAILED %1: Invalid Argument").arg(QLatin1String(exportName)));
         return false;
     }
     out = QString::fromUtf8(text);

@@ -2,6 +2,7 @@
 #include "api/export_frame.h"
 #include "api/text_result.h"
 #include "vireo2.h"
+#include "settings/library_errors.h"
 
 using namespace vireo2;
 using namespace vireo2::api;
@@ -26,7 +27,7 @@ VIREO2_API int ExecuteBinary(const unsigned char* message, int messageLength, in
 {
     return guarded(0, [=] {
         if (!message || messageLength < 0 || (!buffer && bufferSize > 0) || bufferSize < 0) {
-            device().log()->LogErrorOnly(20503, QStringLiteral("FAILED ExecuteBinary: Invalid Argument"));
+            device().log()->LogErrorOnly(errors::kInvalidArgument, QStringLiteral("FAILED ExecuteBinary: Invalid Argument"));
             return 0;
         }
         return device().ExecuteBinary(message, messageLength, timeoutMs, buffer, bufferSize);

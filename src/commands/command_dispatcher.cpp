@@ -12,9 +12,9 @@ namespace {
 QString faultText(qint32 code)
 {
     switch (code) {
-    case kMissingArguments: return QStringLiteral("FAILED execute: Missing Arguments");
-    case kInvalidArgument: return QStringLiteral("FAILED execute: Invalid Argument");
-    default: return QStringLiteral("FAILED execute: Invalid Command");
+    case errors::kMissingArguments: return errors::kMissingArguments.message();
+    case errors::kInvalidArgument: return errors::kInvalidArgument.message();
+    default: return errors::kInvalidCommand.message();
     }
 }
 
@@ -38,7 +38,7 @@ CommandAnswer CommandDispatcher::answer(const QString& text)
     } catch (const CommandFailed&) {
         // The failed exchange has recorded why.
     } catch (...) {
-        log.LogError(kUnknownError, QStringLiteral("FAILED execute: UNKNOWN Error"));
+        log.LogError(errors::kUnknownError, errors::kUnknownError.message());
     }
     return QString();
 }
@@ -66,7 +66,7 @@ CommandAnswer CommandDispatcher::run(const QString& text)
         return host_.isM0M1Compliant() ? QStringLiteral("1") : QStringLiteral("0");
 
     if (!longOperationSettles(host_)) {
-        host_.log().LogError(kOperationInProgress, QStringLiteral("FAILED execute: Operation in Progress"));
+        host_.log().LogError(errors::kExecuteInProgress, errors::kExecuteInProgress.message());
         return QString();
     }
     CommandContext context(host_, line);
@@ -84,7 +84,7 @@ CommandAnswer CommandDispatcher::run(const QString& text)
 QString CommandDispatcher::setModel(const CommandLine& line)
 {
     if (line.size() < 2 || line.word(1).isEmpty())
-        throw ArgumentFault{kMissingArguments};
+        throw ArgumentFault{errors::kMissingArguments};
     const QString model = line.word(1).toLower();
     const bool trackAttached = model == QLatin1String("vireotr3") || model == QLatin1String("tr3");
     const bool trackModel = model == QLatin1String("vireotr3") || model == QLatin1String("Vireo2");
@@ -98,7 +98,7 @@ CommandAnswer CommandDispatcher::runHandler(const Command* command, CommandConte
     if (!command || !command->handler)
         return context.passThroughAnswer(context.line.text());
     if (!context.line.hasRequiredWords(command->requiredWords))
-        throw ArgumentFault{kMissingArguments};
+        throw ArgumentFault{errors::kMissingArguments};
     return command->handler(context);
 }
 

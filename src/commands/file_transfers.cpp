@@ -12,6 +12,7 @@
 #include "settings/bounded_file.h"
 #include "settings/log_helper.h"
 #include "transport/reply_parser.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
@@ -32,7 +33,6 @@ constexpr int kDigestDeadlineMs = 20000;
 constexpr qint64 kLargestTransferFile = 256 * 1024 * 1024;
 // The longest the update waits for a running status check to let go.
 constexpr int kStatusCheckWaitMs = 5000;
-constexpr qint32 kCheckStillRunning = 0x501E;
 
 const QString kCloneDone = QStringLiteral("CLONE 0x00");
 const QString kCloneFailed = QStringLiteral("CLONE 0x01");
@@ -49,12 +49,12 @@ void appendToFile(const QString& path, const QByteArray& bytes)
 }
 
 // A file that cannot be opened reads as empty (and goes out as one empty
-// chunk); one over kLargestTransferFile records 20503 and gives false.
+// chunk); one over kLargestTransferFile records kInvalidArgument and gives false.
 bool readTransferFile(CommandContext& context, const QString& path, const char* operation, QByteArray* bytes)
 {
     if (BoundedFile::read(path, kLargestTransferFile, bytes) != BoundedFile::TooLarge)
         return true;
-    context.host.log().LogErrorOnly(kInvalidArgument,
+    context.host.log().LogErrorOnly(errors::kInvalidArgument,
                                     QStringLiteral("FAILED %1: File larger than %2 bytes: %3")
                                         .arg(QLatin1String(operation))
                                         .arg(kLargestTransferFile)
@@ -131,8 +131,8 @@ QString systemUpdate(CommandContext& context)
     waited.start();
     while (host.statusCheckRunning()) {
         if (waited.elapsed() >= kStatusCheckWaitMs) {
-            log.LogErrorOnly(kCheckStillRunning, QStringLiteral("FAILED systemupdate: status check still running after %1 ms")
-                                                     .arg(waited.elapsed()));
+            log.LogErrorOnly(errors::kStatusCheckRunning,
+                             errors::kStatusCheckRunning.message() + QStringLiteral(" after %1 ms").arg(waited.elapsed()));
             return finish(kUpdateFailed);
         }
         log.WriteLine(QStringLiteral("Waiting for checkstatus"));

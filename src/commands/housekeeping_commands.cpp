@@ -5,6 +5,7 @@
 #include "commands/command_context.h"
 #include "commands/command_handlers.h"
 #include "settings/settings_store.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
@@ -103,7 +104,8 @@ QString serialNumGet(CommandContext& context)
     return raw(reply);
 }
 
-// menu go TARGET: "20503" (as text, not as an error) for an unknown target.
+// menu go TARGET: the invalid-argument code as text (not as an error) for
+// an unknown target.
 QString menuGo(CommandContext& context)
 {
     const QString target = context.line.word(2);
@@ -116,7 +118,7 @@ QString menuGo(CommandContext& context)
              target == QLatin1String("spotclosed"))
         tool = QStringLiteral("tethered");
     else
-        return QStringLiteral("20503");
+        return QString::number(errors::kInvalidArgument.code);
     context.exchange(QStringLiteral("tool goto ") + tool);
     return kDone;
 }

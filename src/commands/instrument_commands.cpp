@@ -16,7 +16,7 @@ const QString kBatteryQuery = QStringLiteral("battery get state");
 
 QString getSignature(CommandContext&)
 {
-    throw ArgumentFault{kInvalidCommand};
+    throw ArgumentFault{errors::kInvalidCommand};
 }
 
 // Clones are not taken or restored as direct commands: the answer is a
@@ -40,14 +40,14 @@ QString sendCommand(CommandContext& context)
     int timeoutMs = 0;
     if (line.text().contains(QLatin1Char(';'))) {
         if (line.size() > 3)
-            throw ArgumentFault{kInvalidArgument};
+            throw ArgumentFault{errors::kInvalidArgument};
         command = line.word(1);
         const QString timeout = line.word(2).trimmed();
         bool ok = true;
         if (!timeout.isEmpty())
             timeoutMs = timeout.toInt(&ok);
         if (!ok)
-            throw ArgumentFault{kInvalidArgument};
+            throw ArgumentFault{errors::kInvalidArgument};
     } else {
         const QString& text = line.text();
         const int first = text.indexOf(QLatin1Char(' '));
@@ -56,7 +56,7 @@ QString sendCommand(CommandContext& context)
         command = timeoutMs > 0 ? text.mid(first + 1, qMax(0, last - first - 1)) : text.mid(first + 1);
     }
     if (command.isEmpty())
-        throw ArgumentFault{kMissingArguments};
+        throw ArgumentFault{errors::kMissingArguments};
     return context.host.sendCommand(command, timeoutMs);
 }
 
@@ -84,7 +84,7 @@ QString toolGoto(CommandContext& context)
 }
 
 // calstatus get: "0" for a valid calibration, "1" when one is needed; a
-// status query that gave no usable answer is a failure (recorded 0x501A).
+// status query that gave no usable answer is a failure (recorded kInvalidData).
 QString calStatusGet(CommandContext& context)
 {
     const int status = context.host.calibrationStatus();

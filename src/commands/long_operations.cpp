@@ -57,7 +57,7 @@ QString startLongOperation(CommandContext& context)
     const QStringList words = context.line.text().split(QLatin1Char(';'));
     const Command* operation = words.size() >= 2 && !words.at(1).isEmpty() ? findLongOperation(words.at(1)) : nullptr;
     if (!operation)
-        throw ArgumentFault{kInvalidArgument};
+        throw ArgumentFault{errors::kInvalidArgument};
     // The worker takes the lock itself for the whole operation; it gets the
     // operation's name and argument.
     context.port->release();
@@ -78,8 +78,8 @@ QString abortLongOperation(CommandContext& context)
     if (!operation)
         return QString();
     operation->requestAbort();
-    context.host.log().LogErrorOnly(kNoOperation, QStringLiteral("FAILED Abort: No operation in progress"));
-    throw CommandFailed{kNoOperation};
+    context.host.log().LogErrorOnly(errors::kNoOperation, errors::kNoOperation.message());
+    throw CommandFailed{errors::kNoOperation};
 }
 
 } // namespace vireo2

@@ -8,15 +8,13 @@
 #include "commands/profile_file.h"
 #include "settings/bounded_file.h"
 #include "settings/log_helper.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
 
 constexpr int kProfileTimeoutMs = 3000;
 constexpr int kStoreSettleMs = 1000;
-constexpr qint32 kInvalidPath = 20500;      // 0x5014
-constexpr qint32 kInvalidProfile = 20509;   // 0x501D
-constexpr qint32 kInsufficientData = 20506; // 0x501A
 
 const char* const kArrayNames[ProfileFile::kArrayCount] = {"White", "Wavelength", "Linear", "Dark", "Bandwidth"};
 
@@ -27,10 +25,10 @@ void send(CommandContext& context, const QString& command)
         throw CommandFailed{context.host.log().errorCode()};
 }
 
-void refuse(CommandContext& context, qint32 code, const char* text)
+void refuse(CommandContext& context, const LibraryError& error)
 {
-    context.host.log().LogErrorOnly(code, QString::fromLatin1(text));
-    throw CommandFailed{code};
+    context.host.log().LogErrorOnly(error, error.message());
+    throw CommandFailed{error};
 }
 
 void storeFile(CommandContext& context, const QString& path, int fileIndex)
@@ -38,10 +36,10 @@ void storeFile(CommandContext& context, const QString& path, int fileIndex)
     QByteArray bytes;
     const BoundedFile::Outcome read = BoundedFile::read(path, ProfileFile::kLargestSize, &bytes);
     if (read == BoundedFile::CannotOpen)
-        refuse(context, kInvalidPath, "FAILED storeProfile: Invalid path");
+        refuse(context, errors::kInvalidPath);
     const auto profile = ProfileFile::parse(bytes);
     if (!profile)
-        refuse(context, kInvalidProfile, "FAILED storeProfile: Invalid NetProfile");
+        refuse(context, errors::kInvalidProfile);
 
     send(context, QString::asprintf("NetAdjuster set version %1.2f", double(profile->version)));
     const QDateTime created = ProfileFile::fromOleDate(profile->createdOleDate);
@@ -86,7 +84,7 @@ QString retrieveProfile(CommandContext& context)
                 context.fail();
             const QStringList values = QString::fromUtf8(reply.text).split(QLatin1Char(' '), Qt::SkipEmptyParts).mid(2);
             if (values.size() < ProfileFile::kPoints)
-                refuse(context, kInsufficientData, "FAILED retrieveProfile: insufficient data");
+                refuse(context, errors::kProfileDataMissing);
             lines << what + QLatin1Char(' ') + values.mid(0, ProfileFile::kPoints).join(QLatin1Char(' '));
         }
     }

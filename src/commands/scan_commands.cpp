@@ -14,7 +14,7 @@ int indexArgument(const QString& word)
     bool isNumber = false;
     const uint value = word.toUInt(&isNumber);
     if (!isNumber || value > uint(std::numeric_limits<int>::max()))
-        throw ArgumentFault{kInvalidArgument};
+        throw ArgumentFault{errors::kInvalidArgument};
     return int(value);
 }
 

@@ -77,7 +77,7 @@ QString setSpotMeasurementConfig(CommandContext& context)
     if (!overrides.isEmpty()) {
         const QJsonDocument document = QJsonDocument::fromJson(overrides.toUtf8());
         if (!document.isObject())
-            throw ArgumentFault{kInvalidArgument};
+            throw ArgumentFault{errors::kInvalidArgument};
         const QJsonObject given = document.object();
         for (auto it = given.constBegin(); it != given.constEnd(); ++it)
             screen.insert(it.key(), it.value());

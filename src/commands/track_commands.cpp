@@ -12,6 +12,7 @@
 #include "scanning/tr3_commands.h"
 #include "scanning/vireo2_scanning.h"
 #include "settings/log_helper.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
@@ -20,9 +21,6 @@ constexpr int kAcquireTimeoutMs = 3000;
 constexpr int kTriggerTimeoutMs = 5000;
 constexpr int kPaperAcquisitionMs = 5000;
 constexpr int kDefaultAcquisition = 400;
-constexpr qint32 kNeedsCalibration = 20489;   // 0x5009
-constexpr qint32 kBatteryLow = 21253;         // 0x5305
-constexpr qint32 kInstrumentStatus = 20507;   // 0x501B
 constexpr qint32 kBatteryStatus = 0x1B;
 constexpr int kMoreData = 2;
 // Strips of one sheet: each is its own traverse and its own strip files.
@@ -31,7 +29,6 @@ constexpr int kMostStrips = 1000;
 // the stop; an instrument still announcing more after as long as the
 // acquisition itself took has nothing real left to send.
 constexpr int kPaperDrainLimitMs = kPaperAcquisitionMs;
-constexpr qint32 kReceiveTimeout = 0x5005;
 
 // A decimal number; "nan", "inf" and overflowing text are refused.
 double numberArgument(const QString& word)
@@ -39,7 +36,7 @@ double numberArgument(const QString& word)
     bool ok = false;
     const double value = word.toDouble(&ok);
     if (!ok || !std::isfinite(value))
-        throw ArgumentFault{kInvalidArgument};
+        throw ArgumentFault{errors::kInvalidArgument};
     return value;
 }
 
@@ -62,7 +59,7 @@ void drainPaperReadings(CommandContext& context)
     while (context.host.pollStreamedScan() == kMoreData) {
         if (timer.elapsed() > kPaperDrainLimitMs) {
             context.host.log().LogErrorOnly(
-                kReceiveTimeout,
+                errors::kReceiveTimeout,
                 QStringLiteral("FAILED AutoScanConfig: readings still announced after %1 ms").arg(timer.elapsed()));
             context.fail();
         }
@@ -113,17 +110,17 @@ QString autoScanStart(CommandContext& context)
     LogHelper& log = context.host.log();
     if (context.host.calibrationStatus() != 0) {
         context.host.scanAbort();
-        log.LogErrorOnly(kNeedsCalibration, QStringLiteral("Instrument requires calibration."));
-        throw CommandFailed{kNeedsCalibration};
+        log.LogErrorOnly(errors::kTrackNeedsCalibration, errors::kTrackNeedsCalibration.message());
+        throw CommandFailed{errors::kTrackNeedsCalibration};
     }
     context.exchange(QStringLiteral("Button Triggered?"), kTriggerTimeoutMs);
     const CommandContext::Reply started = context.exchange(QStringLiteral("Scan Acquire Start"), kAcquireTimeoutMs);
     if (!started.ok()) {
         engine.fail();
         if (started.status == kBatteryStatus)
-            log.LogErrorOnly(kBatteryLow, QStringLiteral("Instrument battery charge is insufficient."));
+            log.LogErrorOnly(errors::kBatteryLow, errors::kBatteryLow.message());
         else
-            log.LogErrorOnly(kInstrumentStatus, QStringLiteral("Instrument Status Code <0x%02X>.").arg(started.status));
+            log.LogErrorOnly(errors::kInstrumentStatus, QStringLiteral("Instrument Status Code <0x%02X>.").arg(started.status));
         context.fail();
     }
     if (!engine.startTraverse())
@@ -141,9 +138,9 @@ QString multiStripConfig(CommandContext& context)
     const double width = numberArgument(context.line.word(2));
     const int strips = context.line.word(3).toInt(&stripsOk);
     if (!countOk || !stripsOk || count < 1 || strips < 1 || strips > kMostStrips)
-        throw ArgumentFault{kInvalidArgument};
+        throw ArgumentFault{errors::kInvalidArgument};
     if (width > 0.0 && double(count) * width > Vireo2Scanning::kMaximumTraverse)
-        throw ArgumentFault{kInvalidArgument};
+        throw ArgumentFault{errors::kInvalidArgument};
     if (!context.host.scanning().configure(count, width))
         context.fail();
     return QStringLiteral("<00>");
@@ -185,7 +182,7 @@ QString autoScanUnusedPatches(CommandContext& context)
     bool ok = false;
     const int limit = context.line.word(1).toInt(&ok);
     if (!ok || limit < 0)
-        throw ArgumentFault{kInvalidArgument};
+        throw ArgumentFault{errors::kInvalidArgument};
     context.host.scanning().setPatchLimit(limit);
     return QStringLiteral("<00>");
 }
@@ -197,7 +194,7 @@ QString scanPosition(CommandContext& context)
     const int index = context.line.word(1).toInt(&ok);
     const ScanRecordList measurements = context.host.scanning().measurements();
     if (!ok || index < 0 || index >= int(measurements.size()))
-        throw ArgumentFault{kInvalidArgument};
+        throw ArgumentFault{errors::kInvalidArgument};
     return QString::number(measurements[size_t(index)][ScanRecord::kPosition], 'f', 4);
 }
 

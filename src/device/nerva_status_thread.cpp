@@ -6,11 +6,11 @@
 #include <climits>
 
 #include "device/status_thread.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
 
-constexpr qint32 kStatusThreadFailed = 0x501F;
 constexpr int kStartSettleMs = 100;
 constexpr int kStopPollMs = 10;
 constexpr int kStopPollLimit = 500;
@@ -63,7 +63,7 @@ bool Nerva::startStatusThread()
     if (statusThread_->isRunning())
         return true;
     Disconnect();
-    log_->LogErrorOnly(kStatusThreadFailed, QStringLiteral("FAILED initCommunications: Unable to start status thread"));
+    log_->LogErrorOnly(errors::kStatusThreadFailed, errors::kStatusThreadFailed.message());
     return false;
 }
 

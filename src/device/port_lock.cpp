@@ -3,6 +3,7 @@
 #include "threading/locks.h"
 
 #include "device/nerva.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 
@@ -15,10 +16,10 @@ void LockPort(Nerva& device, PortLockToken& token, int timeoutMs)
     token.lockFailed = true;
     const auto& log = device.log();
     if (device.isWorkerRunning()) {
-        log->LogErrorOnly(20510, QStringLiteral("FAILED Execute: Operation in Progress"));
+        log->LogErrorOnly(errors::kLongOperationRunning, errors::kLongOperationRunning.message());
         return;
     }
-    log->LogErrorOnly(20497, QStringLiteral("FAILED LockPort"));
+    log->LogErrorOnly(errors::kLockFailed, errors::kLockFailed.message());
     token.portReset = true;
     device.Disconnect();
 }

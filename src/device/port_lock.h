@@ -11,7 +11,7 @@ struct PortLockToken {
 };
 
 // Takes the device's operation lock, waiting at most timeoutMs. On failure
-// records 20510 when a long operation runs, otherwise records 20497 and
+// records kLongOperationRunning when a long operation runs, otherwise records kLockFailed and
 // disconnects the instrument so that the next call starts afresh.
 void LockPort(Nerva& device, PortLockToken& token, int timeoutMs = kOperationLockTimeoutMs);
 

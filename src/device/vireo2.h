@@ -73,7 +73,7 @@ public:
     bool isPortValid() override;
 
     // One command/reply exchange with status parsing, logging and error
-    // recording. Returns the instrument status, -1, 0x5000, 0x501E or a
+    // recording. Returns the instrument status, -1, kNoConnection, kExchangeInProgress or a
     // transport error code. Length 0 means the command's UTF-8 length.
     qint32 Transact(const QString& command, QByteArray& response, int timeoutMs, int length = 0);
 
@@ -109,7 +109,7 @@ protected:
     bool Identify();
     // Closes the open transport, keeping the transport object.
     void ClosePort();
-    // Syncs a settings store; false (error 20512 recorded) when it did not
+    // Syncs a settings store; false (kSettingsNotWritten recorded) when it did not
     // reach the disk.
     bool settingsReachedDisk(SettingsStore& store);
     // Destroys the transport objects (Disconnect).

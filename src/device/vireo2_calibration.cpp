@@ -4,18 +4,13 @@
 
 #include "device/brief_lock.h"
 #include "transport/reply_parser.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
 
-constexpr qint32 kNotConnected = 0x500C;
-constexpr qint32 kInvalidStep = 0x500E;
-constexpr qint32 kInvalidCalData = 0x501A;
-constexpr qint32 kOperationInProgress = 20510;
-constexpr qint32 kLockFailed = 20497;
 constexpr int kCalTimeoutMs = 3000;
 
-const QString kInvalidCalDataText = QStringLiteral("Cal Query Status returned invalid data");
 
 bool calibrationNotValid(qint32 status)
 {
@@ -42,10 +37,10 @@ static bool lockOperation(Vireo2& device, RecursiveMutex* mutex)
     if (mutex->tryLock(kOperationLockTimeoutMs))
         return true;
     if (device.isWorkerRunning()) {
-        device.log()->LogErrorOnly(kOperationInProgress, QStringLiteral("FAILED Execute: Operation in Progress"));
+        device.log()->LogErrorOnly(errors::kLongOperationRunning, errors::kLongOperationRunning.message());
         return false;
     }
-    device.log()->LogErrorOnly(kLockFailed, QStringLiteral("FAILED LockPort"));
+    device.log()->LogErrorOnly(errors::kLockFailed, errors::kLockFailed.message());
     device.Disconnect();
     device.log()->WriteLine(QStringLiteral("PORT IS VALID : %1").arg(device.isPortValid() ? 1 : 0));
     return false;
@@ -71,12 +66,12 @@ int Vireo2::GetCalStatus()
     if (status != 0) {
         if (calibrationNotValid(status))
             return 1;
-        log_->LogErrorOnly(kInvalidCalData, kInvalidCalDataText);
+        log_->LogErrorOnly(errors::kInvalidCalibrationData, errors::kInvalidCalibrationData.message());
         return -1;
     }
     const QString value = ResponseValue(reply);
     if (value.size() < 2) {
-        log_->LogErrorOnly(kInvalidCalData, kInvalidCalDataText);
+        log_->LogErrorOnly(errors::kInvalidCalibrationData, errors::kInvalidCalibrationData.message());
         return 1;
     }
     return value.contains(QLatin1String("OK")) ? 0 : 1;
@@ -85,7 +80,7 @@ int Vireo2::GetCalStatus()
 bool Vireo2::Calibrate()
 {
     if (!IsConnected()) {
-        log_->LogErrorOnly(kNotConnected, QStringLiteral("FAILED calibrate: NOT Connected"));
+        log_->LogErrorOnly(errors::kCalibrateNotConnected, errors::kCalibrateNotConnected.message());
         return false;
     }
     if (!lockOperation(*this, operationMutex_.get()))
@@ -101,15 +96,15 @@ bool Vireo2::CalibrateStep(const QString& step)
 {
     if (!lockOperation(*this, operationMutex_.get()))
         return false;
-    auto fail = [this](qint32 code, const QString& message) {
-        log_->LogErrorOnly(code, message);
+    auto fail = [this](const LibraryError& error) {
+        log_->LogErrorOnly(error, error.message());
         operationMutex_->unlock();
         return false;
     };
     if (!step.contains(QLatin1String("White")))
-        return fail(kInvalidStep, QStringLiteral("FAILED calibrateStep: Invalid Step"));
+        return fail(errors::kInvalidCalibrationStep);
     if (!IsConnected())
-        return fail(kNotConnected, QStringLiteral("FAILED calibrateStep: NOT Connected"));
+        return fail(errors::kCalibrateStepNotConnected);
 
     QByteArray reply;
     const qint32 status = Transact(QStringLiteral("Cal Run"), reply, kCalTimeoutMs);

@@ -10,11 +10,11 @@
 #include "transport/ethernet_transport.h"
 #include "transport/reply_parser.h"
 #include "transport/usb_transport.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
 
-constexpr qint32 kConnectFailed = 0x5000;
 constexpr int kIdentifyTimeoutMs = 3000;
 constexpr int kDefaultAttempts = 5;
 constexpr int kClosePollMs = 200;
@@ -150,7 +150,7 @@ bool Vireo2::OpenPort()
                                 .arg(transport_.load()->GetErrorMessage()));
         }
     }
-    log_->LogError(kConnectFailed, QStringLiteral("Unable to connect to Vireo2 - %1").arg(transport_.load()->GetErrorMessage()));
+    log_->LogError(errors::kConnectFailed, errors::kConnectFailed.message() + transport_.load()->GetErrorMessage());
     return false;
 }
 

@@ -9,14 +9,13 @@
 #include "device/vireo2.h"
 #include "transport/ctransport.h"
 #include "transport/reply_parser.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
 
 constexpr int kCaptureTimeoutMs = 12000;
 constexpr qint32 kMoreFollows = 0x12;
-constexpr qint32 kBadData = 0x501A;
-constexpr qint32 kReceiveTimeout = 0x5005;
 // An image that keeps announcing more after this much data, or for this
 // long, has no end: the largest image the instrument sends (a video frame
 // bitmap) is a few megabytes and arrives within seconds.
@@ -122,7 +121,7 @@ int Vireo2::receiveImage(const ImageReceive& mode, int timeoutMs, unsigned char*
     while (IsConnected()) {
         if (received > kLongestImageBytes || elapsed.elapsed() > kLongestImageMs) {
             const QString family = mode.codeText.left(mode.codeText.indexOf(QLatin1String("Code")));
-            log_->LogError(kReceiveTimeout, family + QStringLiteral("TIMEOUT - image not complete after %1 bytes in %2 ms")
+            log_->LogError(errors::kReceiveTimeout, family + QStringLiteral("TIMEOUT - image not complete after %1 bytes in %2 ms")
                                                          .arg(received)
                                                          .arg(elapsed.elapsed()));
             return 0;
@@ -137,12 +136,12 @@ int Vireo2::receiveImage(const ImageReceive& mode, int timeoutMs, unsigned char*
         }
         const qint32 status = ParseStatus(reply);
         if (status != 0 && status != kMoreFollows) {
-            log_->LogError(kBadData, QString::asprintf(mode.codeText.toLatin1().constData(), unsigned(status)));
+            log_->LogError(errors::kInvalidData, QString::asprintf(mode.codeText.toLatin1().constData(), unsigned(status)));
             return 0;
         }
         const int bar = reply.indexOf('|');
         if (bar < 0) {
-            log_->LogError(kBadData, mode.invalidText);
+            log_->LogError(errors::kInvalidData, mode.invalidText);
             return 0;
         }
         received += reply.size() - bar - 1;

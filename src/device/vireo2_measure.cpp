@@ -8,12 +8,11 @@
 #include "device/brief_lock.h"
 #include "settings/bounded_file.h"
 #include "transport/reply_parser.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
 
-constexpr qint32 kNeedsCalibration = 0x5009;
-constexpr qint32 kInsufficientData = 0x5012;
 constexpr qint32 kReadoutRefused = 0xB1;
 constexpr int kMeasureTimeoutMs = 10000;
 constexpr int kReadoutTimeoutMs = 5000;
@@ -79,7 +78,7 @@ bool Vireo2::Measure()
         if (result)
             dataReady_ = true;
     } else if (needsCalibration(status)) {
-        log_->LogError(kNeedsCalibration, QStringLiteral("FAILED Measure:  Needs Calibration"));
+        log_->LogError(errors::kNeedsCalibration, errors::kNeedsCalibration.message());
         calibrated_ = false;
     } else {
         log_->LogError(status, QString::asprintf("FAILED Measure:  Code 0x%02X", unsigned(status)));
@@ -141,7 +140,7 @@ bool Vireo2::readMeasurementData()
         }
         const QList<QByteArray> words = reply.split(' ');
         if (words.size() < wavelengthCount_ + 2) {
-            log_->LogError(kInsufficientData,
+            log_->LogError(errors::kInsufficientData,
                            QStringLiteral("FAILED readMeasurementData: Insufficient spectral data - Angle=%1").arg(name));
             publishSpectra(sets);
             return false;

@@ -5,16 +5,13 @@
 
 #include "device/brief_lock.h"
 #include "transport/network_address.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
 
-constexpr qint32 kInvalidSetting = 0x500F;
 // A settings file that could not be written (the data directory is read-only
 // or gone): the next code after the library's own table.
-constexpr qint32 kSettingsNotWritten = 0x5020;
-constexpr qint32 kLockFailed = 0x5011;
-constexpr qint32 kInvalidArgument = 0x5017;
 constexpr int kProfileTimeoutMs = 3000;
 // Addresses, method and configuration names and attempt counts are short;
 // a longer value is no such thing and would only bloat the settings file.
@@ -127,7 +124,7 @@ QString Vireo2::GetSettingOptions(const QString& name)
     case kMeasurementArea:
         return aperture_.get();
     default:
-        log_->LogErrorOnly(kInvalidSetting, QStringLiteral("FAILED availableSettingOptions: Invalid Setting"));
+        log_->LogErrorOnly(errors::kInvalidSetting, QStringLiteral("FAILED availableSettingOptions: Invalid Setting"));
         return QString();
     }
 }
@@ -146,7 +143,7 @@ QString Vireo2::GetOption(const QString& name)
         return aperture_.get();
     case kNetAdjuster: {
         if (!operationMutex_->tryLock(kOperationLockTimeoutMs)) {
-            log_->LogErrorOnly(kLockFailed, QStringLiteral("FAILED settingOption: Unable to lock commnications port"));
+            log_->LogErrorOnly(errors::kSettingLockFailed, errors::kSettingLockFailed.message());
             return QString();
         }
         QString state = QStringLiteral("UNKNOWN");
@@ -161,7 +158,7 @@ QString Vireo2::GetOption(const QString& name)
         return state;
     }
     default:
-        log_->LogErrorOnly(kInvalidSetting, QStringLiteral("FAILED settingOption: Invalid Setting"));
+        log_->LogErrorOnly(errors::kInvalidSetting, QStringLiteral("FAILED settingOption: Invalid Setting"));
         return QString();
     }
 }
@@ -172,7 +169,7 @@ bool Vireo2::SetOption(const QString& name, const QString& value)
     const bool shortcut = name == kConnectionShortcut;
     const Setting setting = shortcut ? kConnectionMethod : settingIndex(name);
     if (isStored(setting) && !storableValue(setting, value)) {
-        log_->LogErrorOnly(kInvalidArgument, QStringLiteral("FAILED setSettingOption: Invalid Value"));
+        log_->LogErrorOnly(errors::kInvalidArgument, QStringLiteral("FAILED setSettingOption: Invalid Value"));
         return false;
     }
     if (shortcut) {
@@ -181,7 +178,7 @@ bool Vireo2::SetOption(const QString& name, const QString& value)
     }
 
     auto invalidOption = [this] {
-        log_->LogErrorOnly(kInvalidSetting, QStringLiteral("FAILED setSettingOption: Invalid Option"));
+        log_->LogErrorOnly(errors::kInvalidSetting, QStringLiteral("FAILED setSettingOption: Invalid Option"));
         return false;
     };
     auto write = [&store](const QString& key, const QString& text) {
@@ -230,7 +227,7 @@ bool Vireo2::SetOption(const QString& name, const QString& value)
 }
 
 // Writes the store out and tells whether that worked; a store that cannot be
-// written (a read-only or vanished data directory) records 20512.
+// written (a read-only or vanished data directory) records kSettingsNotWritten.
 bool Vireo2::settingsReachedDisk(SettingsStore& store)
 {
     const bool written = store.with([](QSettings& s) {
@@ -238,7 +235,7 @@ bool Vireo2::settingsReachedDisk(SettingsStore& store)
         return s.status() == QSettings::NoError;
     });
     if (!written)
-        log_->LogErrorOnly(kSettingsNotWritten, QStringLiteral("FAILED setSettingOption: Unable to write %1").arg(store.fileName()));
+        log_->LogErrorOnly(errors::kSettingsNotWritten, errors::kSettingsNotWritten.message() + store.fileName());
     return written;
 }
 
@@ -259,7 +256,7 @@ bool Vireo2::SetConfiguration(const QString& configuration)
         setPollEnabled(true);
         return true;
     }
-    log_->LogErrorOnly(kInvalidArgument, QStringLiteral("FAILED setConfiguration: Invalid Argument"));
+    log_->LogErrorOnly(errors::kInvalidArgument, QStringLiteral("FAILED setConfiguration: Invalid Argument"));
     return false;
 }
 

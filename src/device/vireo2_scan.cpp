@@ -11,13 +11,13 @@
 #include "device/port_lock.h"
 #include "device/vireo2.h"
 #include "scanning/vireo2_scanning.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
 
 constexpr int kScreenTimeoutMs = 5000;
 constexpr int kAbortTimeoutMs = 3000;
-constexpr qint32 kInvalidArgument = 0x5017;
 
 // The tethered scan screen: scan mode at the patch width, the measure button
 // and main menu available, no texts, images or button labels.
@@ -73,11 +73,11 @@ int Vireo2::ScanConfig(int patchCount, float patchWidthMm)
     // A negative count and a width that is no positive number describe no
     // strip; the instrument would be sent "null" for the width.
     if (patchCount < 0) {
-        log_->LogErrorOnly(kInvalidArgument, QStringLiteral("FAILED scanConfig: Invalid patch count"));
+        log_->LogErrorOnly(errors::kInvalidArgument, QStringLiteral("FAILED scanConfig: Invalid patch count"));
         return 0;
     }
     if (!std::isfinite(patchWidthMm) || !(patchWidthMm > 0.0f)) {
-        log_->LogErrorOnly(Vireo2Scanning::kErrorInvalidWidth, QStringLiteral("FAILED scanConfig: Invalid patch width"));
+        log_->LogErrorOnly(errors::kInvalidPatchWidth, errors::kInvalidPatchWidth.message());
         return 0;
     }
     if (trackInUse_)
@@ -175,12 +175,12 @@ QString Vireo2::ScanGetData(int patchIndex, int dataSet)
     if (trackInUse_) {
         const ScanRecordList patches = scanning_->patches();
         if (patchIndex < 0 || patchIndex >= int(patches.size())) {
-            log_->LogErrorOnly(0x5017, QStringLiteral("FAILED scanGetData: patchIndex out of range"));
+            log_->LogErrorOnly(errors::kInvalidArgument, QStringLiteral("FAILED scanGetData: patchIndex out of range"));
             return QString();
         }
         if (dataSet >= 0 && dataSet < GetSpectralSetCount())
             return formatTrackValues(patches[size_t(patchIndex)], dataSet);
-        log_->LogErrorOnly(0x5017, QStringLiteral("FAILED scanGetData: dataSet out of range"));
+        log_->LogErrorOnly(errors::kInvalidArgument, QStringLiteral("FAILED scanGetData: dataSet out of range"));
         return QString();
     }
     MutexLocker lock(&scannedMutex_);

@@ -8,6 +8,7 @@
 #include "device/vireo2.h"
 #include "scanning/vireo2_scanning.h"
 #include "transport/reply_parser.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
@@ -62,7 +63,7 @@ int Vireo2::pollStreamedData()
     case 0x00:
         if (!scanning_->headMoving())
             return kComplete;
-        log_->LogError(0x501A, QStringLiteral("FAILED: Scan data ended prematurely %1").arg(status));
+        log_->LogError(errors::kScanData, QStringLiteral("FAILED: Scan data ended prematurely %1").arg(status));
         return scanning_->fail();
     case 0x05:
         return kMoreData;
@@ -72,11 +73,11 @@ int Vireo2::pollStreamedData()
         const QByteArray packet = reply.mid(kPacketPrefix);
         if (packet.size() >= kShortestPacket)
             return scanning_->acceptStreamPacket(packet);
-        log_->LogErrorOnly(0x501A, QStringLiteral("Code 0x90 with no json packet"));
+        log_->LogErrorOnly(errors::kScanData, QStringLiteral("Code 0x90 with no json packet"));
         return kMoreData;
     }
     case 0x91:
-        log_->LogError(0x501A, QStringLiteral("FAILED: Instrument scan buffer overflow"));
+        log_->LogError(errors::kScanData, QStringLiteral("FAILED: Instrument scan buffer overflow"));
         return scanning_->fail();
     default:
         log_->LogError(status, QString::asprintf("FAILED: Status Error %02X", unsigned(status)));
@@ -138,7 +139,7 @@ bool Vireo2::readScanData()
             const QString name = GetSpectralSetName(set);
             const QJsonArray spectrum = element.toObject().value(name).toArray();
             if (spectrum.size() < values) {
-                log_->LogError(0x5012, QStringLiteral("FAILED readMeasurementData: Insufficient spectral data - Angle=%1").arg(name));
+                log_->LogError(errors::kInsufficientData, QStringLiteral("FAILED readMeasurementData: Insufficient spectral data - Angle=%1").arg(name));
                 patch.append(QList<double>());
                 patches.append(patch);
                 store();

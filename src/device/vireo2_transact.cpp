@@ -9,12 +9,11 @@
 #include "device/error_record_keeper.h"
 #include "transport/ctransport.h"
 #include "transport/reply_parser.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
 
-constexpr qint32 kNoConnection = 0x5000;
-constexpr qint32 kOperationInProgress = 0x501E;
 constexpr qint32 kStatusPending = 7;
 constexpr qint32 kStatusTolerated = 0x12;
 
@@ -99,25 +98,25 @@ qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeou
     if (!transport_.load()) {
         ErrorRecordKeeper keep(*log_);
         ClosePort();
-        return kNoConnection;
+        return errors::kNoConnection;
     }
     if (disconnecting_ || (!connected_ && !connecting_))
-        return kNoConnection;
+        return errors::kNoConnection;
 
     if (firmwareGateOn() && needsAwakeInstrument(command)) {
         if (!powerStateCheck())
-            return kNoConnection;
+            return errors::kNoConnection;
         beginRecord();
     }
 
     CTransport* transport = transport_.load();
     if (!transport)
-        return kNoConnection;
+        return errors::kNoConnection;
     response.clear();
     if (!transport->SendReceive(bytes.constData(), response, timeoutMs, length)) {
         const qint32 code = transport->GetErrorCode();
         log_->LogError(code, transport->GetErrorMessage());
-        if (code == kOperationInProgress)
+        if (code == errors::kExchangeInProgress)
             return code;
         if (failsSoftly(command))
             return -1;
@@ -241,7 +240,7 @@ bool Vireo2::powerStateCheck()
         if (status != 0)
             return false;
     }
-    log_->LogErrorOnly(kNoConnection, QStringLiteral("FAILED: Instrument did not wake up"));
+    log_->LogErrorOnly(errors::kWakeFailed, errors::kWakeFailed.message());
     return false;
 }
 

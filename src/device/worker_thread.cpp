@@ -2,6 +2,7 @@
 #include "threading/locks.h"
 
 #include "device/nerva.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 
@@ -24,7 +25,7 @@ void WorkerThread::run()
     progress_ = 0.0;
     bool succeeded = false;
     if (needsFile_ && arguments_.size() >= 2 && arguments_.at(1).isEmpty())
-        device_->log()->LogErrorOnly(20502, QStringLiteral("FAILED execute: Missing Arguments"));
+        device_->log()->LogErrorOnly(errors::kMissingArguments, errors::kMissingArguments.message());
     progress_ = succeeded ? 100.0 : -1.0;
     lock->unlock();
     exitFence_.threadDone();

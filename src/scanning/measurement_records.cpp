@@ -10,6 +10,7 @@
 #include "scanning/scan_host.h"
 #include "scanning/vireo2_scanning.h"
 #include "settings/log_helper.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
@@ -117,7 +118,7 @@ bool Vireo2Scanning::buildPatches(const ScanRecordList& records)
     input.referenceB = refB_;
     input.referenceC = refC_;
     PatchBuilder builder(input, [this](const char* message) {
-        log().LogErrorOnly(kErrorBuild, QString::fromLatin1(message));
+        log().LogErrorOnly(errors::kPatchBuild, QString::fromLatin1(message));
     });
     PatchBuilder::Result result;
     if (!builder.build(records, &result))
@@ -139,7 +140,7 @@ bool Vireo2Scanning::concludeBuild(const ScanRecordList& records)
         return false;
     }
     if (patchCount() == 0) {
-        log().LogErrorOnly(kErrorBuild, QStringLiteral("FAILED Scan: No patches detected"));
+        log().LogErrorOnly(errors::kPatchBuild, QStringLiteral("FAILED Scan: No patches detected"));
         markFailed();
         return false;
     }
@@ -153,7 +154,7 @@ bool Vireo2Scanning::finishStreamedScan()
 {
     ScanRecordList records = measurements();
     if (records.empty()) {
-        log().LogErrorOnly(kErrorBuild, QStringLiteral("FAILED Scan: Insufficient data"));
+        log().LogErrorOnly(errors::kPatchBuild, QStringLiteral("FAILED Scan: Insufficient data"));
         markFailed();
         return false;
     }
@@ -177,7 +178,7 @@ QString Vireo2Scanning::scanRecordedData()
 {
     ScanRecordList records = measurements();
     if (records.empty()) {
-        log().LogErrorOnly(kErrorBuild, QStringLiteral("FAILED Scan: Insufficient data"));
+        log().LogErrorOnly(errors::kPatchBuild, QStringLiteral("FAILED Scan: Insufficient data"));
         return QString();
     }
     prepareMeasurements(records);

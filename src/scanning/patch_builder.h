@@ -39,7 +39,7 @@ public:
         double patchOffset = 0.0;
         StripQuality quality;
     };
-    // Receives each failure's message (code 0x5303 at the caller).
+    // Receives each failure's message (recorded as kPatchBuild by the caller).
     using ErrorSink = std::function<void(const char* message)>;
 
     PatchBuilder(const Input& input, ErrorSink errors);

@@ -6,6 +6,7 @@
 
 #include "scanning/vireo2_scanning.h"
 #include "settings/log_helper.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
@@ -79,7 +80,7 @@ int Vireo2Scanning::acceptStreamPacket(const QByteArray& json)
     StreamPacket packet;
     QString error;
     if (!parseStreamPacket(json, &packet, &error)) {
-        log().LogErrorOnly(kErrorData, QStringLiteral("FAILED: Invalid scan data packet - %1").arg(error));
+        log().LogErrorOnly(errors::kScanData, QStringLiteral("FAILED: Invalid scan data packet - %1").arg(error));
         return fail();
     }
     // A lost packet shows as a gap in the time stamps, which the strip

@@ -11,11 +11,11 @@
 #include "scanning/scan_host.h"
 #include "scanning/vireo2_scanning.h"
 #include "settings/log_helper.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
 
-constexpr qint32 kErrorFile = 0x5019;
 const char kColumnLine[] =
     ",(M0)400,410,420,430,440,450,460,470,480,490,500,510,520,530,540,550,560,570,580,590,600,610,620,630,640,650,"
     "660,670,680,690,700, ,L*,a*,b*,dE*,Ripple,Position,Sync,Delta";
@@ -126,7 +126,7 @@ bool Vireo2Scanning::saveStripDataToFile(const QString& path, const ScanRecordLi
 {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
-        log().LogErrorOnly(kErrorFile, QStringLiteral("FAILED SaveStripDataToFile: Unable to create output file"));
+        log().LogErrorOnly(errors::kStripFile, QStringLiteral("FAILED SaveStripDataToFile: Unable to create output file"));
         return false;
     }
     const bool patchFile = isPatchFile(path);
@@ -164,10 +164,10 @@ bool Vireo2Scanning::saveStripDataToFile(const QString& path, const ScanRecordLi
     const double count = double(records.size());
     if (!patchFile) {
         if (smallest <= 0.0 || largest > 120.0) {
-            log().LogErrorOnly(kErrorData, QStringLiteral("Reflectance out of range: Min=%1 Max=%2").arg(smallest).arg(largest));
+            log().LogErrorOnly(errors::kScanData, QStringLiteral("Reflectance out of range: Min=%1 Max=%2").arg(smallest).arg(largest));
         } else {
             if (widestInterval > 6.5)
-                log().LogErrorOnly(kErrorData, QStringLiteral("Time Stamp Interval is out of range: Max Interval=%1").arg(widestInterval));
+                log().LogErrorOnly(errors::kScanData, QStringLiteral("Time Stamp Interval is out of range: Max Interval=%1").arg(widestInterval));
             if (records.size() > 1)
                 log().WriteLine(QStringLiteral("Avg Meas Time = %1")
                                     .arg((records.back()[ScanRecord::kTimeStamp] - records.front()[ScanRecord::kTimeStamp]) / (count - 1)));
@@ -186,11 +186,11 @@ bool Vireo2Scanning::loadStripDataFromFile(const QString& path, ScanRecordList* 
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        log().LogErrorOnly(kErrorFile, QStringLiteral("FAILED LoadStripDataFromFile: Unable to open data file"));
+        log().LogErrorOnly(errors::kStripFile, QStringLiteral("FAILED LoadStripDataFromFile: Unable to open data file"));
         return false;
     }
     auto invalid = [this] {
-        log().LogErrorOnly(kErrorFile, QStringLiteral("FAILED loadStripDataFromFile: Invalid data format"));
+        log().LogErrorOnly(errors::kStripFile, QStringLiteral("FAILED loadStripDataFromFile: Invalid data format"));
         return false;
     };
     auto readLine = [&file](QString* line) {
@@ -259,7 +259,7 @@ bool Vireo2Scanning::replayScanCsv()
 {
     ScanRecordList records;
     if (!loadStripDataFromFile(QDir::currentPath() + QStringLiteral("/scan.csv"), &records)) {
-        log().LogErrorOnly(kErrorBuild, QStringLiteral("FAILED Scan: Invalid data"));
+        log().LogErrorOnly(errors::kPatchBuild, QStringLiteral("FAILED Scan: Invalid data"));
         markFailed();
         return false;
     }

@@ -6,6 +6,7 @@
 #include "settings/log_helper.h"
 #include "transport/bcp_packet.h"
 #include "transport/ethernet_transport.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
@@ -91,7 +92,7 @@ qint32 Tr3Link::exchange(const QString& command, QByteArray& reply)
 {
     reply.clear();
     if (!transport_) {
-        log_.setErrorCode(0x5001);
+        log_.setErrorCode(errors::kSendNotConnected);
         return failed(command, reply);
     }
     const QByteArray bytes = command.toLatin1();

@@ -9,6 +9,7 @@
 #include "scanning/tr3_link.h"
 #include "scanning/vireo2_scanning.h"
 #include "settings/log_helper.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 namespace {
@@ -20,16 +21,10 @@ constexpr double kMovingSpeed = 4.0;  // mm/s; slower counts as standing
 constexpr int kStartDelayMs = 100;
 constexpr int kSettleMs = 250;
 constexpr int kDrainReadMs = 100;
-constexpr qint32 kTrackTimeout = 0x5005;
 
 bool widthAccepted(double width)
 {
     return width >= kMinimumWidth && width <= kMaximumWidth;
-}
-
-QString notConnectedText()
-{
-    return QStringLiteral("Incorrect Operational Mode: TR3 is not connected.");
 }
 
 } // namespace
@@ -64,15 +59,14 @@ bool Vireo2Scanning::home()
         QThread::msleep(kHomePollMs);
         QByteArray reply;
         if (exchange(QLatin1String(tr3::kParkSensor), reply) != 0) {
-            log().LogErrorOnly(kErrorHeadPosition, QStringLiteral("Unable to retrieve read head position."));
+            log().LogErrorOnly(errors::kHeadPosition, errors::kHeadPosition.message());
             return false;
         }
         if (reply.trimmed().toInt() == 1)
             return true;
     }
-    // The error code is the state's own number.
     state_ = kHeadNotHome;
-    log().LogErrorOnly(kHeadNotHome, QStringLiteral("Read head did not reach Home within 30 seconds."));
+    log().LogErrorOnly(errors::kHeadNotHome, errors::kHeadNotHome.message());
     return true;
 }
 
@@ -101,7 +95,7 @@ bool Vireo2Scanning::referenceReply(const QString& command, double* first, doubl
     *first = fields.value(1).toDouble(&firstOk);
     *second = fields.value(3).toDouble(&secondOk);
     if (fields.size() < 4 || !firstOk || !secondOk || !std::isfinite(*first) || !std::isfinite(*second)) {
-        log().LogErrorOnly(kErrorData, QStringLiteral("Invalid data from TR3: %1 = %2").arg(command, QString::fromLatin1(reply)));
+        log().LogErrorOnly(errors::kScanData, QStringLiteral("Invalid data from TR3: %1 = %2").arg(command, QString::fromLatin1(reply)));
         return false;
     }
     return true;
@@ -114,13 +108,13 @@ bool Vireo2Scanning::readReferences()
     if (!referenceReply(QLatin1String(tr3::kStartReferences), &a, &b, reply))
         return false;
     if (a >= b) {
-        log().LogErrorOnly(kErrorData, QStringLiteral("Invalid data from TR3: %1 = %2").arg(QLatin1String(tr3::kStartReferences), QString::fromLatin1(reply)));
+        log().LogErrorOnly(errors::kScanData, QStringLiteral("Invalid data from TR3: %1 = %2").arg(QLatin1String(tr3::kStartReferences), QString::fromLatin1(reply)));
         return false;
     }
     if (!referenceReply(QLatin1String(tr3::kStopReferences), &c, &d, reply))
         return false;
     if (!(b < c && c < d)) {
-        log().LogErrorOnly(kErrorData, QStringLiteral("Invalid data from TR3: %1 = %2").arg(QLatin1String(tr3::kStopReferences), QString::fromLatin1(reply)));
+        log().LogErrorOnly(errors::kScanData, QStringLiteral("Invalid data from TR3: %1 = %2").arg(QLatin1String(tr3::kStopReferences), QString::fromLatin1(reply)));
         return false;
     }
     refA_ = a;
@@ -134,7 +128,7 @@ bool Vireo2Scanning::readReferences()
 bool Vireo2Scanning::configure(int patchCount, double patchWidth)
 {
     if (!widthAccepted(patchWidth)) {
-        log().LogErrorOnly(kErrorInvalidWidth, QStringLiteral("FAILED scanConfig: Invalid patch width"));
+        log().LogErrorOnly(errors::kInvalidPatchWidth, errors::kInvalidPatchWidth.message());
         return false;
     }
     expectedPatchCount_ = patchCount;
@@ -148,12 +142,12 @@ bool Vireo2Scanning::configure(int patchCount, double patchWidth)
 bool Vireo2Scanning::autoConfigure(const QStringList& words)
 {
     if (!linkUp_) {
-        log().LogErrorOnly(kErrorHeadPosition, notConnectedText());
+        log().LogErrorOnly(errors::kTrackNotConnected, errors::kTrackNotConnected.message());
         return false;
     }
     const double width = words.value(1).toDouble();
     if (!widthAccepted(width)) {
-        log().LogErrorOnly(kErrorInvalidWidth,
+        log().LogErrorOnly(errors::kInvalidPatchWidth,
                            QStringLiteral("FAILED AutoScanConfig: Invalid patch width (minimum = 3.0, maximum = 20.0)"));
         return false;
     }
@@ -167,7 +161,7 @@ bool Vireo2Scanning::prepareTrackScan(const QStringList& words)
         return true;
     }
     if (!linkUp_) {
-        log().LogErrorOnly(kErrorHeadPosition, notConnectedText());
+        log().LogErrorOnly(errors::kTrackNotConnected, errors::kTrackNotConnected.message());
         return false;
     }
     sheetNumber_ = words.size() > 1 ? words.at(1).toInt() : 0;
@@ -205,7 +199,7 @@ bool Vireo2Scanning::startTraverse()
         return false;
     }
     if (!link_->drain(kDrainReadMs)) {
-        log().LogErrorOnly(kTrackTimeout, QStringLiteral("FAILED: TR3 still sending after %1 ms").arg(Tr3Link::kDrainLimitMs));
+        log().LogErrorOnly(errors::kReceiveTimeout, QStringLiteral("FAILED: TR3 still sending after %1 ms").arg(Tr3Link::kDrainLimitMs));
         fail();
         return false;
     }

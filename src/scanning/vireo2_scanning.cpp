@@ -3,6 +3,7 @@
 #include "scanning/scan_host.h"
 #include "scanning/tr3_link.h"
 #include "settings/log_helper.h"
+#include "settings/library_errors.h"
 
 namespace vireo2 {
 
@@ -53,8 +54,8 @@ qint32 Vireo2Scanning::exchange(const QString& command, QByteArray& reply)
 {
     if (!link_) {
         reply.clear();
-        log().setErrorCode(0x5001);
-        return 0x5001;
+        log().setErrorCode(errors::kSendNotConnected);
+        return errors::kSendNotConnected;
     }
     return link_->exchange(command, reply);
 }

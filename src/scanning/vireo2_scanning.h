@@ -35,11 +35,6 @@ public:
     static constexpr int kHeadNotHome = 7;
     static constexpr int kFailed = -1;
 
-    static constexpr qint32 kErrorHeadPosition = 0x5302;  // also "TR3 is not connected"
-    static constexpr qint32 kErrorInvalidWidth = 0x5301;
-    static constexpr qint32 kErrorBuild = 0x5303;
-    static constexpr qint32 kErrorData = 0x501A;
-
     // Speed record: samples per patch, top speed (mm/s), longest traverse
     // (mm), sample rate (per s); the traverse length comes from the track.
     static constexpr double kMargin = 2.0;

@@ -61,7 +61,7 @@ bool CTransport::exchange(const char* command, QByteArray& response, int timeout
     qint32 status = 5;
     while (status == 5) {
         if (timer.elapsed() + delayMs > deadlineMs) {
-            SetError(0x5005, QStringLiteral("Receive: TIMEOUT - %1 still in progress after %2 ms")
+            SetError(errors::kReceiveTimeout, QStringLiteral("Receive: TIMEOUT - %1 still in progress after %2 ms")
                                  .arg(commandText.section(QLatin1Char(' '), 0, 0))
                                  .arg(timer.elapsed()));
             return false;

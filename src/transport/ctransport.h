@@ -5,6 +5,8 @@
 #include "transport/owed_replies.h"
 #include <QObject>
 #include <QString>
+
+#include "settings/library_errors.h"
 #include <atomic>
 
 namespace vireo2 {
@@ -34,6 +36,7 @@ public:
     virtual void SetPacketMode(bool on);
     virtual void Noop();
     virtual void SetError(qint32 code, const QString& message) = 0;
+    void SetError(const LibraryError& error) { SetError(error.code, error.message()); }
     virtual qint32 GetErrorCode();
     virtual QString GetErrorMessage();
 

@@ -230,7 +230,7 @@ int EthernetSocket::read(int timeoutMs, bool packetMode)
         // Compared as signed: QElapsedTimer::hasExpired() would take a
         // negative timeout as "never" and wait as long as the peer trickles.
         if (timer.elapsed() > qint64(timeoutMs)) {
-            owner_->SetError(0x5005, QStringLiteral("Receive: TIMEOUT after receiving %1 bytes of %2")
+            owner_->SetError(errors::kReceiveTimeout, QStringLiteral("Receive: TIMEOUT after receiving %1 bytes of %2")
                                          .arg(assembler_.received())
                                          .arg(assembler_.expected()));
             return 0;

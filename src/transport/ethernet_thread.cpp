@@ -144,9 +144,9 @@ void EthernetThread::refuse(Request request, MutexLocker<Mutex>& lock)
     socket_.reply().clear();
     lock.unlock();
     if (request == Request::Read)
-        owner_->SetError(0x5004, QStringLiteral("FAILED Receive: NOT Connected"));
+        owner_->SetError(errors::kReceiveNotConnected);
     else if (request != Request::Disconnect && request != Request::Quit)
-        owner_->SetError(0x5001, QStringLiteral("FAILED Send: NOT Connected"));
+        owner_->SetError(errors::kSendNotConnected);
 }
 
 // The loop then clears the owner's connected flag.

@@ -106,7 +106,7 @@ bool CEthernet::SendRaw(const char* bytes, int length)
 bool CEthernet::Send(const char* bytes, int length)
 {
     if (!IsConnected()) {
-        SetError(0x5001, QStringLiteral("FAILED Send: NOT Connected"));
+        SetError(errors::kSendNotConnected);
         return false;
     }
     owedReplies_.sent(bytes, measuredLength(bytes, length));
@@ -117,13 +117,13 @@ bool CEthernet::Send(const char* bytes, int length)
 // Returns the byte count when bytes arrived. When none did, it returns the
 // outcome of the last connect or write: after a good write a silent instrument
 // still counts as "received", and RecvPacket reports the empty reply as
-// 0x5006 "RecvPacket: Incorrect Packet length" over the read timeout.
+// kPacketLength over the read timeout.
 int CEthernet::Receive(QByteArray& output, int timeoutMs)
 {
     output.clear();
     const auto thread = currentThread();
     if (!IsConnected() || !thread) {
-        SetError(0x5004, QStringLiteral("FAILED Receive: NOT Connected"));
+        SetError(errors::kReceiveNotConnected);
         return 0;
     }
     const int count = thread->read(output, timeoutMs, packetMode_);
@@ -156,10 +156,10 @@ bool CEthernet::checkPacket(bcp::Validity validity)
 {
     switch (validity) {
     case bcp::Validity::TooShort:
-        SetError(0x5006, QStringLiteral("RecvPacket: Incorrect Packet length"));
+        SetError(errors::kPacketLength);
         return false;
     case bcp::Validity::Invalid:
-        SetError(0x5007, QStringLiteral("Receive: Invalid BCP Packet"));
+        SetError(errors::kInvalidPacket);
         return false;
     case bcp::Validity::Valid:
         break;
@@ -174,7 +174,7 @@ bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, in
     const auto thread = currentThread();
     if (!IsConnected() || !thread) {
         if (packetMode)
-            SetError(0x5001, QStringLiteral("FAILED Send: NOT Connected"));
+            SetError(errors::kSendNotConnected);
         return false;
     }
     const int size = measuredLength(bytes, length);
@@ -186,7 +186,7 @@ bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, in
         return false;
     case EthernetThread::Transfer::NotConnectedToRead:
         response.clear();
-        SetError(0x5004, QStringLiteral("FAILED Receive: NOT Connected"));
+        SetError(errors::kReceiveNotConnected);
         return false;
     case EthernetThread::Transfer::Read:
         break;
@@ -209,7 +209,7 @@ bool CEthernet::SendReceive(const char* command, QByteArray& response, int timeo
 {
     bool idle = false;
     if (!exchangeBusy.compare_exchange_strong(idle, true)) {
-        SetError(0x501E, QStringLiteral("Operation in progress."));
+        SetError(errors::kExchangeInProgress);
         return false;
     }
     BusyFlagGuard clearOnExit;

@@ -14,7 +14,7 @@ class EthernetThread;
 // The instrument (or the track accessory) over TCP. All socket work happens
 // on the owned EthernetThread; these operations hand it requests and wait.
 // A second exchange while one runs anywhere in the process is refused with
-// 0x501E "Operation in progress.".
+// kExchangeInProgress "Operation in progress.".
 class CEthernet : public CTransport {
     Q_OBJECT
 public:
@@ -30,6 +30,7 @@ public:
     bool RecvPacket(QByteArray& output, int timeoutMs) override;
     bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length) override;
     void SetPacketMode(bool on) override;
+    using CTransport::SetError;
     void SetError(qint32 code, const QString& message) override;
 
     // Written by the worker thread (connect, disconnect notice).

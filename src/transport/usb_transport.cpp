@@ -226,10 +226,10 @@ bool USB::receivePacket(QByteArray& output, int timeoutMs)
     }
     switch (bcp::validate(output, bcp::LengthRule::AtMost)) {
     case bcp::Validity::TooShort:
-        SetError(0x5006, QStringLiteral("FAILED RecvPacket: Invalid packet length"));
+        SetError(errors::kUsbPacketLength);
         return false;
     case bcp::Validity::Invalid:
-        SetError(0x5007, QStringLiteral("FAILED RecvPacket: Invalid BCP"));
+        SetError(errors::kUsbInvalidPacket);
         return false;
     case bcp::Validity::Valid:
         break;

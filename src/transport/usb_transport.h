@@ -42,6 +42,7 @@ public:
     int Receive(QByteArray& output, int timeoutMs) override;
     bool RecvPacket(QByteArray& output, int timeoutMs) override;
     bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length) override;
+    using CTransport::SetError;
     void SetError(qint32 code, const QString& message) override;
 
     quint16 defaultVendorId() const { return defaultVendorId_; }
