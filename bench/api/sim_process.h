@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <QRegularExpression>
 #include <QString>
+#include <QStringList>
 
 namespace vireo2::bench {
 
@@ -20,17 +21,21 @@ public:
         process_.waitForFinished(2000);
     }
 
-    bool start()
+    // `extra`: further options (a track, a sheet...); with "--track" the
+    // start also waits for the track's address.
+    bool start(const QStringList& extra = {})
     {
-        process_.start(program_, {QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--calibrated")});
+        process_.start(program_, QStringList{QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--calibrated")} + extra);
         if (!process_.waitForStarted(5000))
             return false;
         QByteArray out;
         while (process_.waitForReadyRead(5000)) {
             out += process_.readAllStandardOutput();
-            const auto match = QRegularExpression(QStringLiteral("listening on 127\\.0\\.0\\.1:(\\d+)")).match(QString::fromLatin1(out));
-            if (match.hasMatch()) {
+            const auto match = QRegularExpression(QStringLiteral("sim listening on 127\\.0\\.0\\.1:(\\d+)")).match(QString::fromLatin1(out));
+            const auto track = QRegularExpression(QStringLiteral("track listening on 127\\.0\\.0\\.1:(\\d+)")).match(QString::fromLatin1(out));
+            if (match.hasMatch() && (track.hasMatch() || !extra.contains(QStringLiteral("--track")))) {
                 port_ = match.captured(1).toUShort();
+                trackPort_ = track.hasMatch() ? track.captured(1).toUShort() : 0;
                 return true;
             }
         }
@@ -39,11 +44,14 @@ public:
 
     quint16 port() const { return port_; }
     QByteArray address() const { return "127.0.0.1:" + QByteArray::number(port_); }
+    // The simulated track's "HOST:PORT" (started with "--track").
+    QByteArray trackAddress() const { return "127.0.0.1:" + QByteArray::number(trackPort_); }
 
 private:
     QString program_;
     QProcess process_;
     quint16 port_ = 0;
+    quint16 trackPort_ = 0;
 };
 
 // Starts the simulator beside this program and points the library at it

@@ -12,6 +12,7 @@ constexpr double kBin = 0.1;             // mm per contrast bin
 constexpr double kWork = 300000.0;       // boundary look-ups of the coarse search
 constexpr double kLeastVisible = 0.5;    // contrast, ΔE*ab
 constexpr double kNoiseFloor = 0.02;
+constexpr double kOtherRow = 0.75;       // patch widths an end moves to make another row
 
 double position(const ScanRecord& record)
 {
@@ -59,6 +60,11 @@ GridFit::GridFit(const ScanRecordList& list, const Bounds& bounds, int count, do
     }
     changes_.push_back(changes_.empty() ? 0.0 : changes_.back());
     halfKernel_ = median(halves);
+    const int pool = std::max(1, int(0.5 * halfKernel_ / kBin));
+    pooled_.assign(contrast_.size(), 0.0);
+    for (int b = 0; b < int(contrast_.size()); ++b)
+        for (int j = std::max(0, b - pool); j <= std::min(int(contrast_.size()) - 1, b + pool); ++j)
+            pooled_[size_t(b)] = std::max(pooled_[size_t(b)], contrast_[size_t(j)]);
     if (margin.size() >= 3) {
         noise_ = median(margin);
     } else {
@@ -91,26 +97,29 @@ double GridFit::visibleContrast() const
     return std::max(kLeastVisible, 4.0 * noise_ * halfKernel_ / gap);
 }
 
-double GridFit::score(double start, double end) const
+double GridFit::score(const std::vector<double>& profile, double start, double end) const
 {
     const double pitch = (end - start) / count_;
     double sum = 0.0;
-    for (int j = 0; j <= count_; ++j)
-        sum += contrastAt(start + j * pitch);
+    for (int j = 0; j <= count_; ++j) {
+        const long bin = std::lround((start + j * pitch - lo_) / kBin);
+        if (bin >= 0 && bin < long(profile.size()))
+            sum += profile[size_t(bin)];
+    }
     return sum;
 }
 
 // Every grid from a first boundary in [startFrom, startTo] to a last one in
 // [endFrom, endTo] whose pitch is within the fitted scale of the width.
-void GridFit::scan(double startFrom, double startTo, double endFrom, double endTo, double step,
-                   std::vector<Pair>* pairs) const
+void GridFit::scan(const std::vector<double>& profile, double startFrom, double startTo, double endFrom,
+                   double endTo, double step, std::vector<Pair>* pairs) const
 {
     const double length = count_ * width_;
     for (double start = startFrom; start <= startTo + 1e-9; start += step) {
         const double low = std::max(endFrom, start + length * (1.0 - kMaximumScale));
         const double high = std::min(endTo, start + length * (1.0 + kMaximumScale));
         for (double end = low; end <= high + 1e-9; end += step)
-            pairs->push_back({start, end, score(start, end)});
+            pairs->push_back({start, end, score(profile, start, end)});
     }
 }
 
@@ -135,25 +144,34 @@ GridFit::Grid GridFit::fit() const
     while ((startRoom / step + 1.0) * (endRoom / step + 1.0) * (count_ + 1) > kWork)
         step *= 1.25;
     std::vector<Pair> pairs;
-    scan(startFrom, startTo, endFrom, endTo, step, &pairs);
+    scan(pooled_, startFrom, startTo, endFrom, endTo, step, &pairs);
     if (pairs.empty())
         return grid;
-    const Pair best = *std::max_element(pairs.begin(), pairs.end(),
-                                        [](const Pair& x, const Pair& y) { return x.score < y.score; });
-    double rival = 0.0;
-    bool rivalFound = false;
-    for (const Pair& p : pairs) {
-        if (std::abs(p.start - best.start) >= width_ / 2.0 || std::abs(p.end - best.end) >= width_ / 2.0) {
-            rival = rivalFound ? std::max(rival, p.score) : p.score;
-            rivalFound = true;
-        }
+    auto byScore = [](const Pair& x, const Pair& y) { return x.score < y.score; };
+    Pair best = *std::max_element(pairs.begin(), pairs.end(), byScore);
+    // The best row with an end three quarters of a patch or more away (a
+    // row one patch over, or one with the wrong count in view): how clear
+    // the fit is. Of two rows that gather the same contrast (one that could
+    // start a patch earlier or later, all paper there), the one the walk
+    // found, when it found either.
+    std::vector<Pair> far;
+    for (const Pair& p : pairs)
+        if (std::max(std::abs(p.start - best.start), std::abs(p.end - best.end)) >= kOtherRow * width_)
+            far.push_back(p);
+    grid.margin = best.score;
+    if (!far.empty()) {
+        Pair rival = *std::max_element(far.begin(), far.end(), byScore);
+        const bool tie = best.score - rival.score < visibleContrast();
+        if (tie && bounds_.walkStart >= 0.0 && std::abs(rival.start - bounds_.walkStart) < width_ / 2.0)
+            std::swap(best, rival);
+        grid.margin = best.score - rival.score;
     }
 
-    // Fine: around the coarse best.
+    // Fine: the edges on the peaks themselves, around the chosen row.
     std::vector<Pair> fine;
-    scan(std::max(startFrom, best.start - step), std::min(startTo, best.start + step), std::max(endFrom, best.end - step),
-         std::min(endTo, best.end + step), kBin, &fine);
-    Pair top = best;
+    scan(contrast_, std::max(startFrom, best.start - step), std::min(startTo, best.start + step),
+         std::max(endFrom, best.end - step), std::min(endTo, best.end + step), kBin, &fine);
+    Pair top{best.start, best.end, score(contrast_, best.start, best.end)};
     for (const Pair& p : fine)
         if (p.score > top.score)
             top = p;
@@ -161,7 +179,6 @@ GridFit::Grid GridFit::fit() const
     grid.start = top.start;
     grid.pitch = (top.end - top.start) / count_;
     grid.score = top.score;
-    grid.margin = rivalFound ? top.score - rival : top.score;
     return grid;
 }
 

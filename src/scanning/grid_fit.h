@@ -29,6 +29,9 @@ public:
         double farSheetEdge = 0.0; // and ends here or earlier
         double firstInk = 0.0; // position: ink seen here, so the row began before
         double lastInk = 0.0;  // position: ink seen here, so the row ends after
+        // Where the walk found the first patch's near edge (< 0: nowhere);
+        // among rows that gather the same contrast, the one starting there.
+        double walkStart = -1.0;
     };
     struct Grid {
         bool found = false;
@@ -57,9 +60,9 @@ private:
     struct Pair {
         double start, end, score;
     };
-    double score(double start, double end) const;
-    void scan(double startFrom, double startTo, double endFrom, double endTo, double step,
-              std::vector<Pair>* pairs) const;
+    double score(const std::vector<double>& profile, double start, double end) const;
+    void scan(const std::vector<double>& profile, double startFrom, double startTo, double endFrom, double endTo,
+              double step, std::vector<Pair>* pairs) const;
 
     const ScanRecordList& list_;
     Bounds bounds_;
@@ -68,6 +71,10 @@ private:
     double lo_ = 0.0;                 // position of contrast bin 0
     std::vector<double> changes_;     // per gap from bounds.from
     std::vector<double> contrast_;    // per bin of kBin mm
+    // The largest contrast within a few tenths of a millimetre: two rows
+    // that put their edges on the same real edges score the same on it,
+    // however the sampling phase shaped each peak.
+    std::vector<double> pooled_;
     double noise_ = 0.0;
     double halfKernel_ = 1.0;         // mm
 };

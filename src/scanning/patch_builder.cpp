@@ -183,12 +183,13 @@ bool PatchBuilder::build(const ScanRecordList& list, Result* result)
     result->sheetEdge = position(*at(b));
     const int c = search(list, b, result->sheetEdge + kPaperWindowMm, paper);
     marks.paper = c;
+    // A row of light tints has no first ink for the walk; the grid fit
+    // below may still find it.
     const int d = search(list, c, end, firstPatch);
-    if (!at(d))
-        return finishWithoutRow(result);
-    result->patchOffset = position(*at(d));
+    if (at(d))
+        result->patchOffset = position(*at(d));
 
-    const double farLimit = position(*at(d)) + w / 2.0;
+    const double farLimit = (at(d) ? position(*at(d)) : result->sheetEdge + kPaperWindowMm) + w / 2.0;
     const int e = search(list, last, farLimit, farEdge);
     if (at(e))
         result->farSheetEdge = position(*at(e));
@@ -202,7 +203,7 @@ bool PatchBuilder::build(const ScanRecordList& list, Result* result)
     // The first patch: the steadiest measurement within 0.75 widths of the ink.
     double minimum = kNoRipple;
     int k = -1;
-    for (int j = d; j < size && position(list[size_t(j)]) < position(list[size_t(d)]) + kFirstPatchWindow * w; ++j) {
+    for (int j = d; at(d) && j < size && position(list[size_t(j)]) < position(list[size_t(d)]) + kFirstPatchWindow * w; ++j) {
         if (ripple(list[size_t(j)]) < minimum) {
             minimum = ripple(list[size_t(j)]);
             k = j;
@@ -257,13 +258,29 @@ void PatchBuilder::checkRow(const ScanRecordList& list, const Landmarks& at, con
     bounds.to = to;
     bounds.sheetEdge = position(list[size_t(at.sheet)]);
     bounds.farSheetEdge = position(list[size_t(std::max(at.farSheet, from))]);
-    const int firstInk = inkFrom(list, from, 1, to - 1);
-    bounds.firstInk = std::min(position(list[size_t(firstInk)]), position(list[size_t(at.firstInk)]));
-    const int lastInk = inkFrom(list, to - 1, -1, from);
+    // The ink searches start clear of the sheet's edges: where the paper was
+    // first seen the aperture may still touch the track.
+    int inner = from, outer = to - 1;
+    while (inner < outer && position(list[size_t(inner)]) < position(list[size_t(from)]) + 2.0 * GridFit::kApertureRadius)
+        ++inner;
+    while (outer > inner && position(list[size_t(outer)]) > position(list[size_t(to - 1)]) - 2.0 * GridFit::kApertureRadius)
+        --outer;
+    const int firstInk = inkFrom(list, inner, 1, outer);
+    bounds.firstInk = position(list[size_t(firstInk)]);
+    if (at.firstInk >= 0)
+        bounds.firstInk = std::min(bounds.firstInk, position(list[size_t(at.firstInk)]));
+    const int lastInk = inkFrom(list, outer, -1, inner);
     bounds.lastInk = std::max(position(list[size_t(lastInk)]), bounds.firstInk);
+    if (!result->patches.empty())
+        bounds.walkStart = result->patches.front()[ScanRecord::kPosition] - input_.patchWidth / 2.0;
     const GridFit fit(list, bounds, input_.expectedCount, input_.patchWidth);
     const RowCheck check(list, fit, RowCheck::Input{input_.expectedCount, input_.patchWidth, input_.paperLab});
-    check.apply(fit.fit(), picks, &result->patches, &result->quality);
+    const GridFit::Grid grid = fit.fit();
+    check.apply(grid, picks, &result->patches, &result->quality);
+    // A clear fit knows where the row starts better than the walk's first
+    // centre, an average that leans towards the steadier side.
+    if (grid.found && grid.margin >= fit.visibleContrast())
+        result->patchOffset = grid.start;
 }
 
 void PatchBuilder::walkRow(const ScanRecordList& list, int size, int k, Result* result, std::vector<int>* picks) const

@@ -4,15 +4,16 @@
 #include <cmath>
 
 #include "colour/colorimetry.h"
+#include "scanning/patch_builder.h"
 
 namespace vireo2 {
 namespace {
 
-constexpr double kSteadyRipple = 3.0;   // the walk's own idea of steady
 constexpr double kSteadyChange = 1.5;   // ΔE*ab to the steadier neighbour
 constexpr double kUnsteadyChange = 2.0;
-constexpr double kInsideSlack = 0.5;    // of the aperture radius over an edge
-constexpr double kCentreSlack = 0.25;   // mm around the clean zone
+constexpr double kInsideSlack = 0.25;   // mm of the aperture over an edge: ~5 % of its area
+constexpr double kCleanSlack = 0.1;     // mm around the clean zone, for the fit's own error
+constexpr double kDeepInside = 0.2;     // mm inside the clean zone: clean whatever the neighbours
 constexpr double kLikePaper = 1.0;      // ΔE*ab
 
 double position(const ScanRecord& record)
@@ -32,21 +33,35 @@ double RowCheck::steadiness(int i) const
     return std::min(fit_.change(i - 1), fit_.change(i));
 }
 
-int RowCheck::flagsOf(int reading) const
+// How far the aperture of a reading at `x` stays inside the grid's patch
+// (negative: it reaches over the edge by that much).
+double RowCheck::insideBy(const GridFit::Grid& grid, int patch, double x)
+{
+    return grid.pitch / 2.0 - GridFit::kApertureRadius - std::abs(x - grid.centre(patch));
+}
+
+// A reading is in doubt when it changes from both its neighbours, unless
+// the fitted grid puts its aperture well inside its patch: there a change
+// only says that a neighbour reading saw an edge.
+int RowCheck::flagsOf(const GridFit::Grid* grid, int patch, int reading) const
 {
     const double limit = std::max(kUnsteadyChange, 8.0 * fit_.noise());
+    if (grid && insideBy(*grid, patch, position(list_[size_t(reading)])) >= kDeepInside)
+        return 0;
     return steadiness(reading) > limit ? quality::kUnsteady : 0;
 }
 
-// The walk's reading belongs to the grid's patch when the aperture stays
-// within it (up to a sliver) and the reading is steady.
+// The walk's reading belongs to the grid's patch when its aperture lies well
+// inside it (its neighbours may still see edges: at 150 mm/s they do), or
+// reaches over the edge by a sliver at most and the reading is steady.
 bool RowCheck::keepsWalk(const GridFit::Grid& grid, int patch, int pick) const
 {
-    const double x = position(list_[size_t(pick)]);
-    const double room = grid.pitch / 2.0 - kInsideSlack * GridFit::kApertureRadius;
-    if (std::abs(x - grid.centre(patch)) > room)
+    const double inside = insideBy(grid, patch, position(list_[size_t(pick)]));
+    if (inside >= kDeepInside)
+        return true;
+    if (inside < -kInsideSlack)
         return false;
-    return list_[size_t(pick)][ScanRecord::kRipple] <= kSteadyRipple ||
+    return list_[size_t(pick)][ScanRecord::kRipple] <= PatchBuilder::kSteady ||
            steadiness(pick) <= std::max(kSteadyChange, 6.0 * fit_.noise());
 }
 
@@ -56,7 +71,7 @@ bool RowCheck::keepsWalk(const GridFit::Grid& grid, int patch, int pick) const
 int RowCheck::steadiestNear(const GridFit::Grid& grid, int patch) const
 {
     const double centre = grid.centre(patch);
-    const double reach = std::max(grid.pitch / 2.0 - GridFit::kApertureRadius, 0.0) + kCentreSlack;
+    const double reach = std::max(grid.pitch / 2.0 - GridFit::kApertureRadius, 0.0) + kCleanSlack;
     const auto first = std::lower_bound(list_.begin(), list_.end(), centre - grid.pitch,
                                         [](const ScanRecord& r, double x) { return position(r) < x; });
     int best = -1, nearest = -1;
@@ -104,10 +119,6 @@ void RowCheck::apply(const GridFit::Grid& grid, const std::vector<int>& picks, S
             const int reading = steadiestNear(grid, k);
             if (reading < 0)
                 break;
-            if (walked && weak) {
-                quality->patches[size_t(k)] |= quality::kUncertain;
-                continue;
-            }
             const int flags = quality::kCorrected | (weak ? quality::kUncertain : 0);
             if (walked) {
                 (*patches)[size_t(k)] = fitted(grid, k, reading);
@@ -124,7 +135,7 @@ void RowCheck::apply(const GridFit::Grid& grid, const std::vector<int>& picks, S
         quality->strip |= quality::kWidthMismatch;
     }
     for (size_t k = 0; k < patches->size(); ++k)
-        quality->patches[k] |= flagsOf(chosen[k]);
+        quality->patches[k] |= flagsOf(grid.found ? &grid : nullptr, int(k), chosen[k]);
     if (int(patches->size()) < expected)
         quality->strip |= quality::kShort;
     for (int flags : quality->patches)

@@ -14,8 +14,10 @@ namespace vireo2 {
 // walk made it. Where it does not (a first patch taken for margin, a slip, a
 // merge or a split), or where the walk ended short, a clear fit supplies the
 // steadiest reading near the grid's centre instead (Sync 2.0, quality
-// kCorrected); a weak fit only marks the disagreement (kUncertain). Every
-// patch and the strip get their quality flags.
+// kCorrected); when the fit is not clear, the correction also says that its
+// place is uncertain (kUncertain): a walk that matches neither of two tied
+// rows is less likely right than either. Every patch and the strip get
+// their quality flags.
 class RowCheck {
 public:
     struct Input {
@@ -37,7 +39,8 @@ private:
     bool keepsWalk(const GridFit::Grid& grid, int patch, int pick) const;
     int steadiestNear(const GridFit::Grid& grid, int patch) const;
     ScanRecord fitted(const GridFit::Grid& grid, int patch, int reading) const;
-    int flagsOf(int reading) const;
+    static double insideBy(const GridFit::Grid& grid, int patch, double x);
+    int flagsOf(const GridFit::Grid* grid, int patch, int reading) const;
     void markPaperLikeEnds(const GridFit::Grid& grid, const ScanRecordList& patches, StripQuality* quality) const;
 
     const ScanRecordList& list_;

@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <QTextStream>
 #include <QThread>
+#include <algorithm>
 #include <cmath>
 
 #include "instrument_spectra.h"
@@ -13,6 +14,7 @@
 #include "sheet_model.h"
 #include "test_environment.h"
 #include "vireo2.h"
+#include "vireo2_colour.h"
 
 namespace vireo2::test {
 namespace {
@@ -135,6 +137,61 @@ TEST_F(TrackScan, ACountOrWidthTheSheetDoesNotHaveIsFlagged)
     ASSERT_EQ(waitForScanEnd(20000), 3) << lastError();
     EXPECT_NE(ScanGetQuality(-1) & VIREO2_SCAN_WIDTH_MISMATCH, 0) << ScanGetQuality(-1);
 }
+
+// Hard sheets read end to end at a chosen sampling phase: tint ramps start
+// (or, placed reversed, end) with a 10 % tint the walk takes for paper. Every
+// patch comes back as the sheet's own, the one taken from the fitted grid
+// says so, and nothing is suspect.
+struct HardSheet {
+    const char* name;
+    bool reversed;
+    double width;
+    double phase;
+};
+
+class HardSheetScan : public TrackScan, public ::testing::WithParamInterface<HardSheet> {};
+
+TEST_P(HardSheetScan, EveryPatchIsTheSheetsOwnOrSaysSo)
+{
+    QStringList names;
+    for (const char* ink : {"yellow", "magenta"})
+        for (int step = 1; step <= 10; ++step)
+            names << QStringLiteral("tint:%1:%2").arg(QLatin1String(ink)).arg(0.1 * step);
+    names << QStringLiteral("grey:0.02") << QStringLiteral("grey:0.022") << QStringLiteral("grey:0.025");
+    if (GetParam().reversed)
+        std::reverse(names.begin(), names.end());
+    QString error;
+    const sim::SheetModel sheet = *sim::SheetModel::fromNames(names, GetParam().width, &error);
+    rig_->setSheet(sheet);
+    rig_->setSamplingPhase(GetParam().phase);
+    startTraverse(sheet.patchCount(), float(GetParam().width));
+    ASSERT_EQ(waitForScanEnd(20000), 3) << lastError();
+    ASSERT_EQ(ScanGetCount(), sheet.patchCount());
+    for (int p = 0; p < sheet.patchCount(); ++p) {
+        const std::vector<double> measured = values(ScanGetData(p, 2));
+        ASSERT_EQ(measured.size(), 31u);
+        QVector<double> truth = sim::measuredSpectrum(sheet.patch(p), sim::Condition::M2, 0, 0.0);
+        for (double& value : truth)
+            value *= 100.0;
+        double expected[3], read[3], de = 0.0;
+        ASSERT_TRUE(Vireo2_SpectrumToLab(truth.constData(), 4, 0, expected));
+        ASSERT_TRUE(Vireo2_SpectrumToLab(measured.data(), 4, 0, read));
+        ASSERT_TRUE(Vireo2_DeltaE2000(expected, read, &de));
+        EXPECT_LE(de, 1.0) << "patch " << p;
+    }
+    EXPECT_EQ(ScanGetQuality(-1) & VIREO2_SCAN_SUSPECT, 0) << ScanGetQuality(-1);
+    const int light = GetParam().reversed ? sheet.patchCount() - 1 : 0;
+    EXPECT_EQ(ScanGetQuality(light), VIREO2_SCAN_CORRECTED) << "the walk took the 10 % tint for paper";
+    double header[9] = {};
+    ASSERT_EQ(ScanGetPatchRecord(light, header, 9), 9);
+    EXPECT_EQ(header[0], 2.0) << "Sync marks a record from the fitted grid";
+}
+
+INSTANTIATE_TEST_SUITE_P(Ramps, HardSheetScan,
+                         ::testing::Values(HardSheet{"SixMillimetresPhase0", false, 6.0, 0.0},
+                                           HardSheet{"SixMillimetresPhaseHalf", false, 6.0, 0.5},
+                                           HardSheet{"ReversedSixMillimetresPhase08", true, 6.0, 0.8}),
+                         [](const ::testing::TestParamInfo<HardSheet>& info) { return std::string(info.param.name); });
 
 // Each status of "Scan Get Refls" that ends a scan, and what it leaves in
 // the error record after the abort's own exchanges.

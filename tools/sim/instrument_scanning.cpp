@@ -38,6 +38,8 @@ std::optional<QByteArray> InstrumentScanning::reply(const QString& key, const Sa
         acquireStartMs_ = rig_->nowMs();
         nextReading_ = 0;
         packetSequence_ = 0;
+        phaseOffset_ = 0.0;
+        phaseFixed_ = false;
         return statusReply("SCAN", kOk);
     }
     if (key == QLatin1String("scan acquire stop")) {
@@ -64,27 +66,43 @@ std::optional<QByteArray> InstrumentScanning::reply(const QString& key, const Sa
     return std::nullopt;
 }
 
-qint64 InstrumentScanning::sampleTimeMs(qint64 index) const
+double InstrumentScanning::sampleTime(qint64 index) const
 {
-    return acquireStartMs_ + qint64(std::llround(double(index) * 1000.0 / kSampleRate));
+    return double(acquireStartMs_) + (double(index) + phaseOffset_) * 1000.0 / kSampleRate;
 }
 
 // Readings taken from the start of acquisition up to `ms`.
 qint64 InstrumentScanning::readingsUntil(qint64 ms) const
 {
-    if (ms < acquireStartMs_)
-        return 0;
-    return qint64(std::floor(double(ms - acquireStartMs_) * kSampleRate / 1000.0)) + 1;
+    const double intervals = double(ms - acquireStartMs_) * kSampleRate / 1000.0 - phaseOffset_;
+    return intervals < 0.0 ? 0 : qint64(std::floor(intervals)) + 1;
+}
+
+// With a sampling phase set on the rig, the readings of this acquisition
+// fall that fraction of an interval after the traverse's start (once it has
+// started; the phase is fixed before the first reading goes out).
+void InstrumentScanning::fixSamplingPhase()
+{
+    if (phaseFixed_)
+        return;
+    phaseFixed_ = true;
+    const double phase = rig_->samplingPhase();
+    const qint64 start = rig_->traverseStartMs();
+    if (phase < 0.0 || start < acquireStartMs_)
+        return;
+    const double intervals = double(start - acquireStartMs_) * kSampleRate / 1000.0 + phase;
+    phaseOffset_ = intervals - std::floor(intervals);
 }
 
 QByteArray InstrumentScanning::streamedData(double noise)
 {
     if (!acquired_)
         return statusReply("SCAN", kNothingNew);
+    fixSamplingPhase();
     const qint64 end = readingsUntil(acquiring_ ? rig_->nowMs() : acquireStopMs_);
     // Readings wait in the instrument until the track's clock was zeroed:
     // only then do their time stamps place them on the sheet.
-    while (nextReading_ < end && rig_->synchronised() && rig_->tick(sampleTimeMs(nextReading_)) < 0.0)
+    while (nextReading_ < end && rig_->synchronised() && rig_->tickAtTime(sampleTime(nextReading_)) < 0.0)
         ++nextReading_;
     const qint64 waiting = end - nextReading_;
     if (waiting > kBufferedReadings) {
@@ -98,9 +116,9 @@ QByteArray InstrumentScanning::streamedData(double noise)
     const SheetModel sheet = rig_->sheet();
     QJsonArray readings;
     for (int n = 0; n < kReadingsPerPacket && nextReading_ < end; ++n, ++nextReading_) {
-        const qint64 ms = sampleTimeMs(nextReading_);
-        const double position = rig_->positionAt(ms);
-        QJsonObject reading{{QStringLiteral("t"), std::round(rig_->tick(ms) * 10.0) / 10.0}};
+        const double ms = sampleTime(nextReading_);
+        const double position = rig_->positionAtTime(ms);
+        QJsonObject reading{{QStringLiteral("t"), std::round(rig_->tickAtTime(ms) * 10.0) / 10.0}};
         for (int c = 0; c < 4; ++c) {
             reading.insert(QLatin1String(kConditions[c]),
                            values(sheet.reading(position, kScanAperture, Condition(c), seed_ + quint64(nextReading_) * 7919u,

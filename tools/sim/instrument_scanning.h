@@ -36,8 +36,9 @@ public:
 private:
     QByteArray streamedData(double noise);
     QByteArray handScanData(const SampleLibrary& library, double noise) const;
-    qint64 sampleTimeMs(qint64 index) const;
+    double sampleTime(qint64 index) const;  // rig clock, ms
     qint64 readingsUntil(qint64 ms) const;
+    void fixSamplingPhase();
 
     std::shared_ptr<TrackRig> rig_;
     bool acquiring_ = false;
@@ -45,6 +46,8 @@ private:
     qint64 acquireStartMs_ = 0;
     qint64 acquireStopMs_ = 0;
     qint64 nextReading_ = 0;
+    double phaseOffset_ = 0.0;   // readings fall at (index + this) intervals
+    bool phaseFixed_ = false;
     int packetSequence_ = 0;
     quint64 seed_ = 1;
 

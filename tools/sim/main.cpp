@@ -46,6 +46,7 @@ int main(int argc, char** argv)
 
     auto rig = std::make_shared<vireo2::sim::TrackRig>();
     rig->setLength(options.trackLength);
+    rig->setSamplingPhase(options.samplingPhase);
     rig->setSheet(vireo2::sim::SheetModel::defaultChart());
     if (!options.sheetFile.isEmpty()) {
         const auto sheet = vireo2::sim::SheetModel::fromFile(options.sheetFile, &error);

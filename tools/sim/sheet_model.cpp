@@ -49,6 +49,31 @@ ReferenceSample flat(const QString& name, double factor)
 
 } // namespace
 
+// "tint:<ink>:<coverage>": the ink printed at a coverage (0 to 1) on the
+// brightened white paper; its reflectance is the paper's times the ink's
+// relative reflectance to the power of the coverage, as halftone tints read
+// to a first approximation.
+std::optional<ReferenceSample> SheetModel::tint(const QString& name, const QString& spec)
+{
+    const QStringList parts = spec.split(QLatin1Char(':'));
+    bool ok = false;
+    const double coverage = parts.value(1).toDouble(&ok);
+    const auto ink = parts.size() == 2 ? namedSample(parts.at(0)) : std::nullopt;
+    if (!ok || !ink || coverage < 0.0 || coverage > 1.0)
+        return std::nullopt;
+    const SampleLibrary library = SampleLibrary::builtIn();
+    const ReferenceSample paper = library.at(library.indexOf(QStringLiteral("OBA-WHITE")));
+    ReferenceSample sample;
+    sample.name = name;
+    sample.reflectance.resize(kBandCount);
+    for (int i = 0; i < kBandCount; ++i) {
+        const double relative = std::max(ink->reflectance[i], 1e-4) / paper.reflectance[i];
+        sample.reflectance[i] = paper.reflectance[i] * std::pow(relative, coverage);
+    }
+    sample.fluorescence = paper.fluorescence * (1.0 - coverage);
+    return sample;
+}
+
 SheetModel::SheetModel() : track_(trackSurface())
 {
     const SampleLibrary library = SampleLibrary::builtIn();
@@ -73,6 +98,8 @@ std::optional<ReferenceSample> SheetModel::namedSample(const QString& name)
             return std::nullopt;
         return flat(name, factor);
     }
+    if (key.startsWith(QLatin1String("tint:")))
+        return tint(name, key.mid(5));
     if (key == QLatin1String("cyan"))
         return primary(name, 390.0, 560.0, 0.04, 0.75);
     if (key == QLatin1String("magenta")) {
@@ -128,6 +155,14 @@ SheetModel SheetModel::fromSurfaces(const QList<ReferenceSample>& patches, const
     SheetModel sheet;
     sheet.layout_ = layout;
     sheet.paper_ = paper;
+    sheet.patches_ = patches;
+    return sheet;
+}
+
+SheetModel SheetModel::withPatches(const QList<ReferenceSample>& patches, double width)
+{
+    SheetModel sheet;
+    sheet.layout_.patchWidth = width;
     sheet.patches_ = patches;
     return sheet;
 }

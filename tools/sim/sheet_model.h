@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QList>
+#include <QStringList>
 #include <QString>
 #include <QVector>
 #include <optional>
@@ -54,11 +55,16 @@ public:
     // The bare track (its spectrum is the track's measured reflectance).
     static ReferenceSample trackSurface();
     // A patch by name: a sample of the built-in library, "grey:<factor>",
-    // or one of the primaries "cyan", "magenta", "yellow", "red", "green",
-    // "blue", "black".
+    // one of the primaries "cyan", "magenta", "yellow", "red", "green",
+    // "blue", "black", or "tint:<ink>:<coverage>" (any of these at a
+    // coverage of 0 to 1 on the paper, e.g. "tint:cyan:0.1").
     static std::optional<ReferenceSample> namedSample(const QString& name);
+    // A chart of these patches at `width` mm on the default layout and paper.
+    static SheetModel withPatches(const QList<ReferenceSample>& patches, double width);
 
 private:
+    static std::optional<ReferenceSample> tint(const QString& name, const QString& spec);
+
     Layout layout_;
     ReferenceSample paper_;
     ReferenceSample track_;

@@ -26,6 +26,10 @@ const QCommandLineOption kSheet(QStringLiteral("sheet"),
 const QCommandLineOption kTrackLength(QStringLiteral("track-length"),
                                       QStringLiteral("Usable length of the track in mm (default 1060)."),
                                       QStringLiteral("MM"), QStringLiteral("1060"));
+const QCommandLineOption kSamplingPhase(
+    QStringLiteral("sampling-phase"),
+    QStringLiteral("Readings fall this fraction (0 to 1) of a reading interval after the traverse starts."),
+    QStringLiteral("F"));
 const QCommandLineOption kHandScan(QStringLiteral("hand-scan"),
                                    QStringLiteral("Start with a finished hand scan of N patches."),
                                    QStringLiteral("N"));
@@ -66,6 +70,7 @@ void declareOptions(QCommandLineParser& parser)
     parser.addOption(kTrack);
     parser.addOption(kSheet);
     parser.addOption(kTrackLength);
+    parser.addOption(kSamplingPhase);
     parser.addOption(kHandScan);
     for (const QCommandLineOption& option : {kChart, kPrinter, kAutoNext, kChartFault, kPrinterTruth, kTruthCondition})
         parser.addOption(option);
@@ -100,6 +105,13 @@ bool readOptions(const QCommandLineParser& parser, SimCommandLine* options, QStr
     if (!ok || options->trackLength < 50.0 || options->trackLength > 2000.0) {
         *error = QStringLiteral("invalid track length: %1 (50 to 2000 mm)").arg(parser.value(kTrackLength));
         return false;
+    }
+    if (parser.isSet(kSamplingPhase)) {
+        options->samplingPhase = parser.value(kSamplingPhase).toDouble(&ok);
+        if (!ok || options->samplingPhase < 0.0 || options->samplingPhase >= 1.0) {
+            *error = QStringLiteral("invalid sampling phase: %1 (0 to below 1)").arg(parser.value(kSamplingPhase));
+            return false;
+        }
     }
     if (parser.isSet(kHandScan)) {
         options->handScan = parser.value(kHandScan).toInt(&ok);

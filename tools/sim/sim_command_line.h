@@ -17,6 +17,7 @@ struct SimCommandLine {
     std::optional<quint16> trackPort;
     QString sheetFile;    // a chart file for the sheet on the track
     double trackLength = 1060.0;
+    double samplingPhase = -1.0;  // fraction of a reading interval; < 0: unset
     int handScan = 0;     // patches of a hand scan finished at start
     QString chartFile;    // a chart layout (.ti2) printed and put on the track strip by strip
     QString printer = QStringLiteral("offset");

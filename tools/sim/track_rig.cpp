@@ -156,6 +156,37 @@ double TrackRig::positionAt(qint64 ms) const
     return positionLocked(ms);
 }
 
+double TrackRig::positionAtTime(double ms) const
+{
+    MutexLocker lock(&mutex_);
+    const double travelled = move_.travelled(ms - double(move_.startMs));
+    return move_.to >= move_.from ? move_.from + travelled : move_.from - travelled;
+}
+
+double TrackRig::tickAtTime(double ms) const
+{
+    MutexLocker lock(&mutex_);
+    return (ms - double(std::max<qint64>(zeroMs_, 0))) / kTickMs;
+}
+
+qint64 TrackRig::traverseStartMs() const
+{
+    MutexLocker lock(&mutex_);
+    return lastTraverse_.startMs;
+}
+
+void TrackRig::setSamplingPhase(double fraction)
+{
+    MutexLocker lock(&mutex_);
+    samplingPhase_ = fraction;
+}
+
+double TrackRig::samplingPhase() const
+{
+    MutexLocker lock(&mutex_);
+    return samplingPhase_;
+}
+
 double TrackRig::speedAt(qint64 ms) const
 {
     MutexLocker lock(&mutex_);

@@ -32,6 +32,11 @@ public:
     void setAcceleration(double mmPerS2);
     // A park sensor that never reports home (a jammed head).
     void setParkSensorStuck(bool stuck);
+    // Where the instrument's readings fall against the head's motion: a
+    // fraction (0 to 1) of the reading interval after the traverse's start.
+    // Negative (the default): wherever the acquisition's start puts them.
+    void setSamplingPhase(double fraction);
+    double samplingPhase() const;
 
     // Motion commands.
     void zeroClock();                               // "00001ps"
@@ -40,6 +45,11 @@ public:
     void returnHome();                              // "07xm"
 
     double positionAt(qint64 ms) const;
+    // The same at a fraction of a millisecond.
+    double positionAtTime(double ms) const;
+    double tickAtTime(double ms) const;
+    // When the last traverse started (rig clock, ms).
+    qint64 traverseStartMs() const;
     double speedAt(qint64 ms) const;
     bool atHome() const;
     // The last traverse's times as ticks: start, at speed, braking, stopped.
@@ -71,6 +81,7 @@ private:
     double length_ = 1060.0;
     double acceleration_ = kDefaultAcceleration;
     bool parkStuck_ = false;
+    double samplingPhase_ = -1.0;
     qint64 zeroMs_ = -1;
     Move move_;
     Move lastTraverse_;
