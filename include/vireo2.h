@@ -13,7 +13,11 @@
  *    at once.
  *  - Most failures return false, -1, -1.0f or "" and record an error code
  *    and text, read with GetLastErrorCode()/GetLastErrorString(). A success
- *    does not clear the record. Some failures record nothing and leave the
+ *    does not clear the record, except where it sets the code: an exchange
+ *    with the instrument (SendCommand, and the exchanges of the other
+ *    functions) and Execute set code and text together, 0 and "<00>" after
+ *    a success (the status and "<07>"/"<12>" for the statuses that are no
+ *    error), so the two always agree. Some failures record nothing and leave the
  *    record as it was; their comments say so ("records nothing"): the data
  *    getters asked for a value that does not exist (GetSpectralData,
  *    GetSpectralSetData, ScanGetPatchRecord, ScanGetQuality, instrument-mode
@@ -173,8 +177,18 @@ VIREO2_API bool SetLanguage(int language);
 /** Command line in, answer out: "<00>" for success without a value, the
  *  value otherwise, "" on failure (see the error record). */
 VIREO2_API const char* Execute(const char* commandLine);
-/** Binary capture / raw message; returns the bytes placed in `buffer`,
- *  0 on failure. Not available in this version: always 0. */
+/** Binary capture / raw message, while connected: sends and receives, and
+ *  returns the bytes placed in `buffer` (at most `bufferSize`; what does not
+ *  fit is read and dropped), 0 on failure (see the error record), 0 at once
+ *  when not connected, and 0 with 20503 "FAILED ExecuteBinary: Invalid
+ *  Argument" for a null message, a null buffer of some size or a negative
+ *  length. A `message` starting with "CaptureImage" or
+ *  "CaptureScree" (12 bytes, any case) pulls the video frame or the screen
+ *  (a BMP); "digitalloupeget NAME" (two words) pulls that loupe picture (a
+ *  JPEG); any other message is sent as it stands and the instrument's reply
+ *  (one BCP payload, not zero-terminated) is returned. `timeoutMs` is each
+ *  reply's wait, at most 30000 ms. Takes the operation lock like the
+ *  [locked] functions, but returns 0 without sending when it cannot be had. */
 VIREO2_API int ExecuteBinary(const unsigned char* message, int messageLength,
                              int timeoutMs, unsigned char* buffer, int bufferSize);
 /** [locked] Sends one raw instrument command (timeout raised to at least

@@ -30,7 +30,9 @@ QString CommandDispatcher::execute(const QString& text)
 CommandAnswer CommandDispatcher::answer(const QString& text)
 {
     LogHelper& log = host_.log();
-    log.setErrorCode(0);
+    // A command that succeeds leaves a record that says so, not the text of
+    // an earlier failure beside code 0.
+    log.setError(0, QStringLiteral("<00>"));
     try {
         return run(text);
     } catch (const ArgumentFault& fault) {
@@ -52,8 +54,9 @@ CommandAnswer CommandDispatcher::run(const QString& text)
     if (text.contains(QLatin1String("Menu Go Home")))
         return QStringLiteral("<00>");
     const CommandLine line(text);
+    // An empty line, or one of separators only, names no command.
     if (line.isEmpty())
-        return QString();
+        throw ArgumentFault{kInvalidCommand};
     if (line.commandWord() == QLatin1String("setmodel"))
         return setModel(line);
     if (text.contains(QLatin1String("GetProgress")))
@@ -111,8 +114,10 @@ void CommandDispatcher::closeMenu(CommandContext& context)
     context.menuOpen = false;
     LogHelper& log = host_.log();
     const qint32 code = log.errorCode();
+    const QByteArray text = log.errorText();
     context.exchange(QStringLiteral("Menu Close"), CommandContext::kShortTimeoutMs);
     log.setErrorCode(code);
+    log.setErrorText(QString::fromLatin1(text));
 }
 
 } // namespace vireo2

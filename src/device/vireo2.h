@@ -76,6 +76,13 @@ public:
     // recording. Returns the instrument status, -1, kNoConnection, kExchangeInProgress or a
     // transport error code. Length 0 means the command's UTF-8 length.
     qint32 Transact(const QString& command, QByteArray& response, int timeoutMs, int length = 0);
+    qint32 transactOnce(const QString& command, QByteArray& response, int timeoutMs, int length, QString* noReplyCause);
+    // The last Transact got no reply: it returned a library or transport
+    // code (USB's are errno values, so the number alone does not tell).
+    bool lastTransactHadNoReply() const { return noReply_; }
+    // Why the last Transact got no reply: the transport's text, what the
+    // wake-up check recorded, or "no usable connection to the instrument".
+    QString noReplyCause() const { return noReplyCause_.get(); }
 
     // Button reports gathered by the status poll, oldest first.
     QString buttonText() const;
@@ -190,6 +197,8 @@ protected:
     qint32 readingIndex_ = -1;
 
     // Status polling
+    std::atomic<bool> noReply_{false};
+    GuardedText noReplyCause_;
     std::atomic<bool> checkBusy_{false};
     std::atomic<qint32> scanState_{0};
     mutable Mutex buttonMutex_;

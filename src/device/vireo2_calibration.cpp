@@ -66,7 +66,11 @@ int Vireo2::GetCalStatus()
     if (status != 0) {
         if (calibrationNotValid(status))
             return 1;
-        log_->LogErrorOnly(errors::kInvalidCalibrationData, errors::kInvalidCalibrationData.message());
+        // Without any reply the code stays the one callers know, and the
+        // text names the link's failure instead of blaming the data.
+        const QString text = errors::kInvalidCalibrationData.message();
+        log_->LogErrorOnly(errors::kInvalidCalibrationData,
+                           lastTransactHadNoReply() ? text + QStringLiteral(" - no reply: ") + noReplyCause() : text);
         return -1;
     }
     const QString value = ResponseValue(reply);

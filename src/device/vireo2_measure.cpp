@@ -80,6 +80,9 @@ bool Vireo2::Measure()
     } else if (needsCalibration(status)) {
         log_->LogError(errors::kNeedsCalibration, errors::kNeedsCalibration.message());
         calibrated_ = false;
+    } else if (lastTransactHadNoReply()) {
+        // No reply at all: the code stays the exchange's, the text says why.
+        log_->LogError(status, QStringLiteral("FAILED Measure:  ") + noReplyCause());
     } else {
         log_->LogError(status, QString::asprintf("FAILED Measure:  Code 0x%02X", unsigned(status)));
     }

@@ -77,6 +77,18 @@ QString hexStatus(qint32 status)
 
 qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeoutMs, int length)
 {
+    QString noReplyCause;
+    const qint32 status = transactOnce(command, response, timeoutMs, length, &noReplyCause);
+    noReply_ = !noReplyCause.isEmpty();
+    noReplyCause_ = noReplyCause;
+    return status;
+}
+
+qint32 Vireo2::transactOnce(const QString& command, QByteArray& response, int timeoutMs, int length,
+                            QString* noReplyCause)
+{
+    // Every way out without a reply says why, for the callers' own messages.
+    *noReplyCause = QStringLiteral("no usable connection to the instrument");
     // The logged command stops just after its first "|": what follows is a
     // payload (JSON, binary) that does not belong in the log.
     const int commandBar = command.indexOf(QLatin1Char('|'));
@@ -92,8 +104,10 @@ qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeou
     if (length <= 0 || length > bytes.size())
         length = bytes.size();
 
-    if (!instrumentPresent_)
+    if (!instrumentPresent_) {
+        noReplyCause->clear();
         return simulatedReply(command, response);
+    }
 
     if (!transport_.load()) {
         ErrorRecordKeeper keep(*log_);
@@ -104,8 +118,12 @@ qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeou
         return errors::kNoConnection;
 
     if (firmwareGateOn() && needsAwakeInstrument(command)) {
-        if (!powerStateCheck())
+        if (!powerStateCheck()) {
+            const QString why = QString::fromLatin1(log_->errorText());
+            if (log_->errorCode() != 0 && !why.isEmpty() && !why.startsWith(QLatin1Char('<')))
+                *noReplyCause = why;
             return errors::kNoConnection;
+        }
         beginRecord();
     }
 
@@ -115,7 +133,8 @@ qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeou
     response.clear();
     if (!transport->SendReceive(bytes.constData(), response, timeoutMs, length)) {
         const qint32 code = transport->GetErrorCode();
-        log_->LogError(code, transport->GetErrorMessage());
+        *noReplyCause = transport->GetErrorMessage();
+        log_->LogError(code, *noReplyCause);
         if (code == errors::kExchangeInProgress)
             return code;
         if (failsSoftly(command))
@@ -124,6 +143,7 @@ qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeou
         ClosePort();
         return code;
     }
+    noReplyCause->clear();
 
     // A reply carrying a payload after "|" is logged only up to where the
     // command's own payload began.
@@ -177,11 +197,13 @@ qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeou
         return status;
     }
 
-    log_->setErrorCode(status);
     if (status != 0 && status != kStatusPending && status != kStatusTolerated) {
         log_->LogError(status, QString::asprintf("FAILED: Status Error %02X", unsigned(status)));
         return status;
     }
+    // The text agrees with the code: "<00>" after a success, not the text
+    // of an earlier failure.
+    log_->setError(status, hexStatus(status));
     if (log_->debug())
         log_->LogExchange();
     return status;

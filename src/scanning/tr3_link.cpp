@@ -92,12 +92,12 @@ qint32 Tr3Link::exchange(const QString& command, QByteArray& reply)
 {
     reply.clear();
     if (!transport_) {
-        log_.setErrorCode(errors::kSendNotConnected);
+        log_.setError(errors::kSendNotConnected, errors::kSendNotConnected.message());
         return failed(command, reply);
     }
     const QByteArray bytes = command.toLatin1();
     if (!transport_->SendReceive(bytes.constData(), reply, kExchangeTimeoutMs, 0)) {
-        log_.setErrorCode(transport_->GetErrorCode());
+        log_.setError(transport_->GetErrorCode(), transport_->GetErrorMessage());
         return failed(command, reply);
     }
     quint32 elapsedMs = transport_->lastExchangeTime();
@@ -108,13 +108,14 @@ qint32 Tr3Link::exchange(const QString& command, QByteArray& reply)
         timer.start();
         QByteArray more;
         if (transport_->Receive(more, kFollowUpReadMs) == 0) {
-            log_.setErrorCode(transport_->GetErrorCode());
+            log_.setError(transport_->GetErrorCode(), transport_->GetErrorMessage());
             return failed(command, reply);
         }
         elapsedMs += quint32(timer.elapsed());
         appendFollowUp(reply, more);
     }
-    log_.setErrorCode(status);
+    // The track's own status, and a text that agrees with it.
+    log_.setError(status, QString::asprintf("<%02X>", unsigned(status)));
     log_.setElapsed(elapsedMs);
     if (isFilteredPoll(command) && repeatedPoll(command, reply))
         return status;

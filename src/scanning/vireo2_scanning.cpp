@@ -54,7 +54,7 @@ qint32 Vireo2Scanning::exchange(const QString& command, QByteArray& reply)
 {
     if (!link_) {
         reply.clear();
-        log().setErrorCode(errors::kSendNotConnected);
+        log().setError(errors::kSendNotConnected, errors::kSendNotConnected.message());
         return errors::kSendNotConnected;
     }
     return link_->exchange(command, reply);

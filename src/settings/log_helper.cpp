@@ -106,13 +106,18 @@ QString LogHelper::errorLine(const QString& message) const
 void LogHelper::LogError(qint32 code, const QString& message)
 {
     QString line;
+    QString kind;
     {
         MutexLocker lock(&recordMutex_);
         line = errorLine(message);
+        kind = QStringLiteral("%1 %2 %3").arg(code).arg(message, sentText_);
     }
     // The line is in the file before the record shows the error, so a host
-    // that sees the code finds its line in the log.
-    WriteLine(line);
+    // that sees the code finds its line in the log (a repeat finds the line
+    // of its kind written within the last minute).
+    QString note;
+    if (repeats_.admit(kind, &note))
+        WriteLine(line + note);
     setError(code, message);
 }
 

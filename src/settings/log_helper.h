@@ -5,6 +5,8 @@
 #include "threading/locks.h"
 #include <QString>
 
+#include "settings/repeat_filter.h"
+
 namespace vireo2 {
 
 // The device's error record and communication log in one: keeps the last
@@ -95,6 +97,7 @@ private:
 
     mutable Mutex recordMutex_;
     Mutex fileMutex_;
+    RepeatFilter repeats_;
     QString logFolder_;
     QString logPath_;
     qint32 errorCode_ = 0;

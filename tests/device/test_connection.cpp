@@ -1,5 +1,7 @@
 // Connecting, identifying, polling and disconnecting through the C exports.
+#include <QRegularExpression>
 #include <QSettings>
+#include <QThread>
 
 #include "instrument_fixture.h"
 #include "vireo2.h"
@@ -72,6 +74,24 @@ TEST_F(ConnectionTest, IdlePollingLeavesTheLogAlone)
     ASSERT_TRUE(sim_.waitForCommand("scan done?", 2000));
     EXPECT_FALSE(log().contains(QStringLiteral("CHECK STATUS"))) << log().toStdString();
     EXPECT_FALSE(log().contains(QStringLiteral("In Check Status Method")));
+}
+
+// A link that dies under a connected device fails every poll (three
+// exchanges every 200 ms): each failure is written once, not every time.
+TEST_F(ConnectionTest, DeadLinkFailuresAreLoggedOncePerKind)
+{
+    connectInstrument();
+    ASSERT_TRUE(sim_.waitForCommand("scan done?", 2000));
+    sim_.dropClients();
+    QThread::msleep(1500);
+    EXPECT_TRUE(IsConnected());
+    const QString written = log();
+    for (const char* command : {"SEND:button triggered?", "SEND:meas done?", "SEND:scan done?"}) {
+        const QRegularExpression failure(QStringLiteral("\\*\\*ERROR\\*\\* [^\\r]*") +
+                                         QRegularExpression::escape(QLatin1String(command)));
+        EXPECT_LE(written.count(failure), 1) << command << "\n" << written.toStdString();
+    }
+    EXPECT_GE(written.count(QStringLiteral("**ERROR**")), 1);
 }
 
 class ProfileLogTest : public InstrumentTest {

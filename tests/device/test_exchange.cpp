@@ -50,21 +50,23 @@ TEST_F(ExchangeTest, StatusesReachTheErrorRecord)
     // Without debug logging, "nothing new" (7) is an ordinary status: the
     // polled commands show it as "<07>", the others change only the code.
     const StatusCase cases[] = {
-        {"probe", "PROBE 0x12", 0x12, "<00>"},  // tolerated: no error text
-        {"probe", "PROBE 0x07", 7, "<00>"},
+        {"probe", "PROBE 0x12", 0x12, "<12>"},  // tolerated: not an error
+        {"probe", "PROBE 0x07", 7, "<07>"},
         {"probe", "PROBE 0x3c trailing words", 0x3C, "FAILED: Status Error 3C"},
         {"probe", "PROBE", -1, "FAILED: Status Error FFFFFFFF"},
         // The polled commands show their status as it came.
         {"meas done?", "MEAS 0x85", 0x85, "<85>"},
         {"scan get patchrecrefls", "SCAN 0x0a 12 patches", 10, "<0a>"},
-        {"scan done?", "SCAN 0x07", 7, "<0a>"},
+        {"scan done?", "SCAN 0x07", 7, "<07>"},
         {"meas done?", "MEAS 0x07", 7, "<07>"},
         {"probe", "PROBE 0x3c", 0x3C, "FAILED: Status Error 3C"},
         {"scan get refls", "SCAN 0x07", 7, "<07>"},
     };
     expectRecords(cases);
-    // A bad reply is not a transport failure: the link stays.
+    // A bad reply is not a transport failure: the link stays. A success
+    // leaves a record that says so, not the last failure's text.
     EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), kCalPlaque);
+    EXPECT_TRUE(hasError(0, "<00>"));
 }
 
 class DebugExchangeTest : public ExchangeTest {
@@ -109,6 +111,12 @@ TEST_F(ExchangeTest, TransportFailureClosesThePortExceptForPolledCommands)
     clearCommands();
     EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), "");
     EXPECT_TRUE(hasError(0x5001, "FAILED Send: NOT Connected"));
+    // Operations name the closed link, not bad data or a bare code; the
+    // status query keeps the code its callers know.
+    EXPECT_EQ(GetCalStatus(), -1);
+    EXPECT_TRUE(hasError(0x501A, "Cal Query Status returned invalid data - no reply: FAILED Send: NOT Connected"));
+    EXPECT_FALSE(Measure());
+    EXPECT_TRUE(hasError(0x5000, "FAILED Measure:  FAILED Send: NOT Connected"));
     EXPECT_TRUE(commands().isEmpty());
     // The device still counts as connected until the host reconnects.
     EXPECT_TRUE(IsConnected());

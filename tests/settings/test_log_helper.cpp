@@ -73,6 +73,33 @@ TEST_F(LogHelperTest, ErrorLineDependsOnTheExchangeSoFar)
     EXPECT_TRUE(log.sentText().isEmpty()) << "LogErrorOnly forgets the exchange";
 }
 
+// The same failure again within the window is counted, not written; the
+// first after it is written with the count. Other kinds are not held back,
+// and the record shows every occurrence.
+TEST_F(LogHelperTest, RepeatedFailuresAreWrittenOnceWithACount)
+{
+    LogHelper log;
+    for (int i = 0; i < 4; ++i) {
+        log.LogErrorOnly(0x5001, QStringLiteral("FAILED Send: NOT Connected"));
+        log.LogErrorOnly(0x5004, QStringLiteral("FAILED Receive: NOT Connected"));
+    }
+    log.LogErrorOnly(0x5001, QStringLiteral("FAILED Send: NOT Connected, elsewhere"));
+    EXPECT_EQ(messages(), (QStringList{"**ERROR** FAILED Send: NOT Connected", "**ERROR** FAILED Receive: NOT Connected",
+                                       "**ERROR** FAILED Send: NOT Connected, elsewhere"}));
+    EXPECT_EQ(log.errorCode(), 0x5001);
+
+    RepeatFilter filter(40);
+    QString note;
+    EXPECT_TRUE(filter.admit(QStringLiteral("a"), &note));
+    EXPECT_TRUE(note.isEmpty());
+    EXPECT_FALSE(filter.admit(QStringLiteral("a"), &note));
+    EXPECT_FALSE(filter.admit(QStringLiteral("a"), &note));
+    std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    EXPECT_TRUE(filter.admit(QStringLiteral("a"), &note));
+    EXPECT_TRUE(note.startsWith(QLatin1String(" (repeated 2 more times since "))) << note.toStdString();
+    EXPECT_FALSE(filter.admit(QStringLiteral("a"), &note));
+}
+
 TEST_F(LogHelperTest, ErrorRecordKeepsLatin1Text)
 {
     LogHelper log;
