@@ -16,10 +16,11 @@ def _text(raw):
 
 
 def _fresh_record():
-    """Sets the library's error code to 0 (an empty Execute line does only
-    that): a code read after the next call is then that call's own, and a
-    text left from an earlier failure is not mistaken for this one's."""
-    library().Execute(b"")
+    """Sets the library's error record to 0 and "<00>" (every Execute line
+    starts so, and "IsLaserOn" is answered at once, without the instrument):
+    a code read after the next call is then that call's own, and a text left
+    from an earlier failure is not mistaken for this one's."""
+    library().Execute(b"IsLaserOn")
 
 
 def _fail(kind, operation):

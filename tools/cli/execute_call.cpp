@@ -63,9 +63,11 @@ int replyStatus(const QString& answer)
     return match.hasMatch() ? match.captured(1).toInt(nullptr, 16) : -1;
 }
 
+// Every Execute line starts by setting the record to 0 and "<00>"; this one
+// is answered at once, without the instrument and without logging.
 void clearErrorCode()
 {
-    Execute("");
+    Execute("IsLaserOn");
 }
 
 } // namespace vireo2::cli

@@ -30,8 +30,8 @@ QString payloadOf(const QString& answer);
 // -1 when the answer is not such a reply.
 int replyStatus(const QString& answer);
 
-// Sets the library's error code to 0 (an empty Execute line does only
-// that), so that a code read after the next call is that call's own.
+// Sets the library's error record to 0 and "<00>", so that a code read
+// after the next call is that call's own.
 void clearErrorCode();
 
 } // namespace vireo2::cli
