@@ -266,15 +266,16 @@ TEST_F(TrackScan, EndlessReadingsAndAChatteringTrackAreGivenUp)
         << lastError();
     sim_.faults().clear();
 
-    // Twenty more packets after the traverse's own reply, 80 ms apart.
+    // Forty more packets after the traverse's own reply, 40 ms apart (well
+    // inside the drain's 100 ms reads, even on a busy machine).
     QByteArray chatter;
     QList<int> pieces{10};
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 40; ++i) {
         chatter += QByteArray("\x7e\0\0\0\x04<00>\x7f", 10);
         pieces << 10;
     }
     track_.faults().add(
-        sim::Fault::on("150.00,300.0024xm").withGarbage(QByteArray(), chatter).splitInto(pieces, 80));
+        sim::Fault::on("150.00,300.0024xm").withGarbage(QByteArray(), chatter).splitInto(pieces, 40));
     ASSERT_EQ(ScanConfig(24, 8.0f), 1) << lastError();
     ASSERT_EQ(ScanStart(), 1);
     timer.restart();
