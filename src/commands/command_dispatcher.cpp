@@ -56,7 +56,7 @@ CommandAnswer CommandDispatcher::run(const QString& text)
     const CommandLine line(text);
     // An empty line, or one of separators only, names no command.
     if (line.isEmpty())
-        throw ArgumentFault{kInvalidCommand};
+        throw ArgumentFault{errors::kInvalidCommand};
     if (line.commandWord() == QLatin1String("setmodel"))
         return setModel(line);
     if (text.contains(QLatin1String("GetProgress")))

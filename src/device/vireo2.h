@@ -81,7 +81,7 @@ public:
     // code (USB's are errno values, so the number alone does not tell).
     bool lastTransactHadNoReply() const { return noReply_; }
     // Why the last Transact got no reply: the transport's text, what the
-    // wake-up check recorded, or "no usable connection to the instrument".
+    // wake-up check recorded, or "No connection to the instrument".
     QString noReplyCause() const { return noReplyCause_.get(); }
 
     // Button reports gathered by the status poll, oldest first.

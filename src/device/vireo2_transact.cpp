@@ -88,7 +88,7 @@ qint32 Vireo2::transactOnce(const QString& command, QByteArray& response, int ti
                             QString* noReplyCause)
 {
     // Every way out without a reply says why, for the callers' own messages.
-    *noReplyCause = QStringLiteral("no usable connection to the instrument");
+    *noReplyCause = errors::kNoConnection.message();
     // The logged command stops just after its first "|": what follows is a
     // payload (JSON, binary) that does not belong in the log.
     const int commandBar = command.indexOf(QLatin1Char('|'));
