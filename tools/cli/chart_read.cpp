@@ -97,7 +97,6 @@ private:
 
     const ReadOptions& o_;
     const Chart& chart_;
-    QString stopReason_;
 };
 
 void ChartReader::keep(int strip, const QVector<ReadPatch>& row, ChartReading* reading)
@@ -111,10 +110,8 @@ void ChartReader::keep(int strip, const QVector<ReadPatch>& row, ChartReading* r
 ChartReader::Step ChartReader::refuse(const QString& message)
 {
     printErr(QStringLiteral("vireo2: %1\n").arg(message));
-    if (o_.yes || !ask(QStringLiteral("Read it again?"), false)) {
-        stopReason_ = message;
+    if (o_.yes || !ask(QStringLiteral("Read it again?"), false))
         return Step::Stop;
-    }
     return Step::Again;
 }
 
@@ -163,7 +160,8 @@ ChartReader::Step ChartReader::readOnce(int strip, ChartReading* reading)
         return refuse(QStringLiteral("%1: %2").arg(chart_.stripLabel(strip), problem));
     }
     computeColours(&scan);
-    const Step step = settle(strip, identify(chart_, readPatches(scan)), readPatches(scan), reading);
+    const QVector<ReadPatch> row = readPatches(scan);
+    const Step step = settle(strip, identify(chart_, row), row, reading);
     if (step == Step::Kept && !o_.quiet)
         printErr(QStringLiteral("%1 read: %2 patches in %3 s\n")
                      .arg(chart_.stripLabel(strip)).arg(scan.patches.size()).arg(timer.elapsed() / 1000.0, 0, 'f', 1));
@@ -225,6 +223,9 @@ int readCommand(const Invocation& call)
         if (saved.condition != o.condition)
             return failure(QStringLiteral("%1 was read under M%2; resume with --condition M%2").arg(progressPath).arg(saved.condition));
         reading.strips = saved.strips;
+    } else if (QFile::exists(progressPath) && !o.quiet) {
+        printErr(QStringLiteral("Starting afresh: the strips kept in %1 are replaced (--resume continues them)\n")
+                     .arg(progressPath));
     }
 
     StripScanRequest mode;
