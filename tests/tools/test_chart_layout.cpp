@@ -13,6 +13,7 @@
 #include "chart_layout.h"
 #include "chart_measurements.h"
 #include "chart_pdf.h"
+#include "vireo2.h"
 #include "vireo2_colour.h"
 
 using namespace vireo2::cli::chart;
@@ -235,6 +236,18 @@ TEST(ChartIdentify, StripsThatReadUnlikeTheirDeviceValuesOrUnsteadilyAreDoubted)
     row[20].ripple = 2 * kUnsteadyRipple;
     identity = identify(chart, row);
     EXPECT_TRUE(identity.doubt.contains(QStringLiteral("patch 21"))) << identity.doubt.toStdString();
+
+    // The library's own flags count, and on a reversed strip they are
+    // numbered from the lead-in end like every other patch.
+    row = rowOf(chart, 4);
+    row[5].quality = VIREO2_SCAN_UNCERTAIN;
+    std::reverse(row.begin(), row.end());
+    identity = identify(chart, row);
+    EXPECT_TRUE(identity.reversed);
+    EXPECT_TRUE(identity.doubt.contains(QStringLiteral("the scan doubts patch 6 "))) << identity.doubt.toStdString();
+    row = rowOf(chart, 4);
+    row[5].quality = VIREO2_SCAN_CORRECTED;
+    EXPECT_EQ(identify(chart, row).doubt, QString()) << "a corrected patch is no doubt by itself";
 
     EXPECT_NEAR(rankCorrelation({1, 2, 3, 4}, {10, 20, 30, 40}), 1.0, 1e-12);
     EXPECT_NEAR(rankCorrelation({1, 2, 3, 4}, {40, 30, 20, 10}), -1.0, 1e-12);

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "vireo2.h"
+
 namespace vireo2::cli::chart {
 namespace {
 
@@ -94,15 +96,19 @@ QString doubtAbout(const Chart& chart, int strip, const QVector<ReadPatch>& row)
 {
     const QVector<Patch> patches = chart.strip(strip);
     QVector<double> expected, measured;
-    QStringList unsteady;
+    QStringList unsteady, flagged;
     for (int i = 0; i < patches.size(); ++i) {
         if (row[i].ripple > kUnsteadyRipple)
             unsteady << QStringLiteral("%1 (Ripple %2)").arg(i + 1).arg(row[i].ripple, 0, 'f', 1);
+        if (row[i].quality & VIREO2_SCAN_SUSPECT)
+            flagged << QString::number(i + 1);
         if (patches[i].role != Role::Data)
             continue;
         expected << expectedLightness(chart, patches[i]);
         measured << row[i].lab[0];
     }
+    if (!flagged.isEmpty())
+        return QStringLiteral("the scan doubts patch %1 (unsteady or uncertain in place)").arg(flagged.join(QStringLiteral(", ")));
     if (!unsteady.isEmpty())
         return QStringLiteral("unsteady readings (a smudge or a scratch?) on patch %1").arg(unsteady.join(QStringLiteral(", ")));
     if (expected.size() >= 8) {

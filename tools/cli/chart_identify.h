@@ -13,6 +13,7 @@ struct ReadPatch {
     QVector<double> percent;
     double lab[3] = {0, 0, 0};
     double ripple = 0.0;
+    int quality = 0;        // the library's flags for the patch (VIREO2_SCAN_*)
 };
 
 // Which strip a read row of patches is, and which way round it lay.

@@ -76,6 +76,7 @@ QVector<ReadPatch> readPatches(const StripScan& scan)
         r.percent = p.percent.value(scan.condition);
         std::copy(p.lab.begin(), p.lab.end(), r.lab);
         r.ripple = p.ripple;
+        r.quality = p.quality;
         row << r;
     }
     return row;
@@ -161,7 +162,14 @@ ChartReader::Step ChartReader::readOnce(int strip, ChartReading* reading)
     }
     computeColours(&scan);
     const QVector<ReadPatch> row = readPatches(scan);
-    const Step step = settle(strip, identify(chart_, row), row, reading);
+    Identity identity = identify(chart_, row);
+    // The library's doubts about the strip as a whole (a short row, a width
+    // that does not fit) count as much as the reader's own.
+    const int flags = scan.verdicts.isEmpty() ? 0 : scan.verdicts.last().flags;
+    if (identity.verdict == Identity::Identified && identity.doubt.isEmpty()
+        && (flags & (VIREO2_SCAN_SHORT | VIREO2_SCAN_WIDTH_MISMATCH)))
+        identity.doubt = scan.warnings().join(QStringLiteral("; "));
+    const Step step = settle(strip, identity, row, reading);
     if (step == Step::Kept && !o_.quiet)
         printErr(QStringLiteral("%1 read: %2 patches in %3 s\n")
                      .arg(chart_.stripLabel(strip)).arg(scan.patches.size()).arg(timer.elapsed() / 1000.0, 0, 'f', 1));
