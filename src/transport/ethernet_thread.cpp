@@ -123,6 +123,7 @@ void EthernetThread::submit(Request request)
         }
         done_ = false;
         request_ = request;
+        requestedAt_ = handover::steadyNanos();
     }
     // Woken after unlocking, so the worker does not block on our mutex.
     requestReady_.wakeOne();
@@ -168,6 +169,13 @@ void EthernetThread::run()
     bool justServed = false;
     for (;;) {
         const Request request = nextRequest(lock, justServed);
+        // Requests that come far apart (the status poll's, every 200 ms) are
+        // not waited for by spinning, which would only burn the core: the
+        // spin after serving stops when it found nothing and resumes once a
+        // request follows the one before within the spin time again.
+        if (request != Request::None && !spinAfterServing_ &&
+            requestedAt_ - servedAt_ < qint64(handover::kSpinMicros) * 1000)
+            spinAfterServing_ = true;
         if (request != Request::None) {
             lock.unlock();
             serve(request);
@@ -183,6 +191,7 @@ void EthernetThread::run()
         justServed = request != Request::None;
         if (justServed) {
             request_ = Request::None;
+            servedAt_ = handover::steadyNanos();
             done_ = true;
             // Wake the requester once the mutex is free for it.
             lock.unlock();
@@ -201,10 +210,10 @@ void EthernetThread::run()
 // Waits (mutex_ held) until a request or a disconnection needs attention.
 EthernetThread::Request EthernetThread::nextRequest(MutexLocker<Mutex>& lock, bool justServed)
 {
-    if (justServed && request_ == Request::None) {
+    if (justServed && request_ == Request::None && spinAfterServing_) {
         // The next request of an exchange usually follows at once.
         lock.unlock();
-        handover::briefly([this] { return request_.load() != Request::None; });
+        spinAfterServing_ = handover::briefly([this] { return request_.load() != Request::None; });
         lock.relock();
     }
     while (request_ == Request::None && !peerClosed_) {

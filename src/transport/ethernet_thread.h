@@ -89,6 +89,11 @@ private:
     std::atomic<bool> done_{false};
     bool running_ = false;
     bool peerClosed_ = false;
+    // When the last request was asked for and served (steady-clock ns), and
+    // whether the worker spins for the next one after serving.
+    qint64 requestedAt_ = 0;
+    qint64 servedAt_ = 0;
+    bool spinAfterServing_ = true;
 
     // Request parameters and results, handed over under mutex_.
     bool result_ = false;

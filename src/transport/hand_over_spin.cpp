@@ -9,14 +9,14 @@ namespace {
 // Steady-clock time until which hand-overs wait without spinning.
 std::atomic<qint64> gSpinPausedUntil{0};
 
+} // namespace
+
 qint64 steadyNanos()
 {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(
                std::chrono::steady_clock::now().time_since_epoch())
         .count();
 }
-
-} // namespace
 
 bool spinningPaused()
 {

@@ -15,6 +15,9 @@ constexpr int kSpinMicros = 100;
 constexpr qint64 kCrowdedYieldNanos = 500 * 1000;
 constexpr qint64 kSpinPauseNanos = 200 * 1000 * 1000;
 
+// Nanoseconds of the steady clock.
+qint64 steadyNanos();
+
 // True while spinning is paused for every transport in the process (crowded
 // cores are a property of the machine, not of one connection).
 bool spinningPaused();
