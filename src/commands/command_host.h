@@ -5,6 +5,8 @@
 #include <QStringList>
 #include <memory>
 
+#include "scanning/stream_poll.h"
+
 namespace vireo2 {
 
 class LogHelper;
@@ -77,10 +79,9 @@ public:
     virtual int scanGetCount() = 0;
     virtual QString scanGetData(int patchIndex, int dataSet) = 0;
     virtual int scanStart() = 0;
-    // The scanning engine and the streamed-data poll of a track scan
-    // (2 while more data follows).
+    // The scanning engine and the streamed-data poll of a track scan.
     virtual Vireo2Scanning& scanning() = 0;
-    virtual int pollStreamedScan() = 0;
+    virtual StreamPoll pollStreamedScan() = 0;
 
     // ExecuteBinary's raw mode: one message out, the reply into `reply`
     // (at most its size); the byte count, 0 on failure (recorded).

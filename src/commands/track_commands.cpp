@@ -22,7 +22,6 @@ constexpr int kTriggerTimeoutMs = 5000;
 constexpr int kPaperAcquisitionMs = 5000;
 constexpr int kDefaultAcquisition = 400;
 constexpr qint32 kBatteryStatus = 0x1B;
-constexpr int kMoreData = 2;
 // Strips of one sheet: each is its own traverse and its own strip files.
 constexpr int kMostStrips = 1000;
 // The readings of the paper acquisition arrive in a few packets right after
@@ -56,7 +55,7 @@ void drainPaperReadings(CommandContext& context)
 {
     QElapsedTimer timer;
     timer.start();
-    while (context.host.pollStreamedScan() == kMoreData) {
+    while (context.host.pollStreamedScan() == StreamPoll::MoreData) {
         if (timer.elapsed() > kPaperDrainLimitMs) {
             context.host.log().LogErrorOnly(
                 errors::kReceiveTimeout,

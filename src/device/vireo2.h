@@ -10,6 +10,7 @@
 
 #include "commands/command_answer.h"
 #include "device/nerva.h"
+#include "scanning/stream_poll.h"
 #include "settings/settings_store.h"
 
 namespace vireo2 {
@@ -159,11 +160,10 @@ protected:
 
     // Scan parts of the status poll (vireo2_scan_poll.cpp); the scanning
     // engine supplies them.
-    int pollInstrumentScan();
-    int pollStreamedData();
+    StreamPoll pollInstrumentScan();
+    StreamPoll pollStreamedData();
     bool streamedScan() const;
     bool scanEngineFinished();
-    void scanEngineFailed();
     void collectScanData();
     bool readScanData();
     void checkTrackCompletion();

@@ -161,7 +161,7 @@ Vireo2Scanning& Vireo2CommandHost::scanning()
     return *device_.scanning();
 }
 
-int Vireo2CommandHost::pollStreamedScan()
+StreamPoll Vireo2CommandHost::pollStreamedScan()
 {
     return device_.pollStreamedData();
 }

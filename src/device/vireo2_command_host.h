@@ -39,7 +39,7 @@ public:
     QString scanGetData(int patchIndex, int dataSet) override;
     int scanStart() override;
     Vireo2Scanning& scanning() override;
-    int pollStreamedScan() override;
+    StreamPoll pollStreamedScan() override;
     int executeBinary(const QByteArray& message, int timeoutMs, QByteArray* reply) override;
     QString option(const QString& name) override;
     void setTransferComplete(bool complete) override;

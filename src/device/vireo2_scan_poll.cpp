@@ -20,9 +20,6 @@ constexpr int kPacketPrefix = 11;  // "SCAN 0x90 |"
 constexpr int kShortestPacket = 10;
 constexpr float kFloor = 0.0001f;
 
-// Poll codes of the streamed-data poll.
-constexpr int kMoreData = 2;
-constexpr int kComplete = 8;
 
 } // namespace
 
@@ -35,53 +32,57 @@ bool Vireo2::streamedScan() const
     });
 }
 
-int Vireo2::pollInstrumentScan()
+StreamPoll Vireo2::pollInstrumentScan()
 {
     if (!streamedScan()) {
         // Without streamed data the head's motion tells when the traverse
         // ended; the patches then come from "scan.csv".
         if (scanning_->headMoving()) {
             headSeenMoving_ = true;
-            return kMoreData;
+            return StreamPoll::MoreData;
         }
         if (headSeenMoving_) {
             headSeenMoving_ = false;
             scanning_->replayScanCsv();
         }
-        return 0;
+        return StreamPoll::Nothing;
     }
     return pollStreamedData();
 }
 
-int Vireo2::pollStreamedData()
+StreamPoll Vireo2::pollStreamedData()
 {
     QByteArray reply;
     const qint32 status = Transact(QStringLiteral("Scan Get Refls"), reply, kStreamPollTimeoutMs);
     switch (status) {
     case -1:
-        return scanning_->fail();
+        scanning_->fail();
+        return StreamPoll::Failed;
     case 0x00:
         if (!scanning_->headMoving())
-            return kComplete;
+            return StreamPoll::Complete;
         log_->LogError(errors::kScanData, QStringLiteral("FAILED: Scan data ended prematurely %1").arg(status));
-        return scanning_->fail();
+        scanning_->fail();
+        return StreamPoll::Failed;
     case 0x05:
-        return kMoreData;
+        return StreamPoll::MoreData;
     case 0x07:
-        return kComplete;
+        return StreamPoll::Complete;
     case 0x90: {
         const QByteArray packet = reply.mid(kPacketPrefix);
         if (packet.size() >= kShortestPacket)
             return scanning_->acceptStreamPacket(packet);
         log_->LogErrorOnly(errors::kScanData, QStringLiteral("Code 0x90 with no json packet"));
-        return kMoreData;
+        return StreamPoll::MoreData;
     }
     case 0x91:
         log_->LogError(errors::kScanData, QStringLiteral("FAILED: Instrument scan buffer overflow"));
-        return scanning_->fail();
+        scanning_->fail();
+        return StreamPoll::Failed;
     default:
         log_->LogError(status, QString::asprintf("FAILED: Status Error %02X", unsigned(status)));
-        return scanning_->fail();
+        scanning_->fail();
+        return StreamPoll::Failed;
     }
 }
 
@@ -90,17 +91,12 @@ bool Vireo2::scanEngineFinished()
     return !scanning_->headMoving();
 }
 
-void Vireo2::scanEngineFailed()
-{
-    scanning_->fail();
-}
-
 // The traverse is over: the last readings, then the patches.
 void Vireo2::collectScanData()
 {
     if (!streamedScan())
         return;
-    while (pollStreamedData() == kMoreData && scanning_->state() == Vireo2Scanning::kScanning) {
+    while (pollStreamedData() == StreamPoll::MoreData && scanning_->state() == Vireo2Scanning::kScanning) {
     }
     if (scanning_->state() == Vireo2Scanning::kScanning)
         scanning_->finishStreamedScan();

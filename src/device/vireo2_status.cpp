@@ -21,11 +21,6 @@ bool needsCalibration(qint32 status)
 }
 
 // Scan-engine answers that keep a running instrument scan going.
-bool scanPollContinues(int answer)
-{
-    return answer == 0 || answer == 2 || answer == 8;
-}
-
 // Clears a flag on every way out of the check.
 class BusyFlag {
 public:
@@ -72,13 +67,13 @@ void Vireo2::CheckStatus()
     }
 
     if (instrumentPresent_ && scanStatus == Vireo2Scanning::kScanning) {
-        const int answer = pollInstrumentScan();
-        if (!scanPollContinues(answer)) {
-            scanEngineFailed();
+        const StreamPoll answer = pollInstrumentScan();
+        // A failed poll has already ended the scan (abort, state -1).
+        if (answer == StreamPoll::Failed) {
             unlock();
             return;
         }
-        if (answer == 8 || scanEngineFinished()) {
+        if (answer == StreamPoll::Complete || scanEngineFinished()) {
             QByteArray reply;
             Transact(QStringLiteral("Scan Acquire Stop"), reply, kPollTimeoutMs);
             collectScanData();

@@ -75,13 +75,14 @@ bool parseStreamPacket(const QByteArray& json, StreamPacket* packet, QString* er
     return true;
 }
 
-int Vireo2Scanning::acceptStreamPacket(const QByteArray& json)
+StreamPoll Vireo2Scanning::acceptStreamPacket(const QByteArray& json)
 {
     StreamPacket packet;
     QString error;
     if (!parseStreamPacket(json, &packet, &error)) {
         log().LogErrorOnly(errors::kScanData, QStringLiteral("FAILED: Invalid scan data packet - %1").arg(error));
-        return fail();
+        fail();
+        return StreamPoll::Failed;
     }
     // A lost packet shows as a gap in the time stamps, which the strip
     // statistics report; the log says where it happened.
@@ -90,7 +91,7 @@ int Vireo2Scanning::acceptStreamPacket(const QByteArray& json)
     lastPacketSequence_ = packet.sequence;
     MutexLocker lock(&listMutex_);
     measurements_.insert(measurements_.end(), packet.readings.begin(), packet.readings.end());
-    return kScanning;
+    return StreamPoll::MoreData;
 }
 
 } // namespace vireo2

@@ -10,6 +10,7 @@
 #include "scanning/motion_profile.h"
 #include "scanning/patch_quality.h"
 #include "scanning/scan_record.h"
+#include "scanning/stream_poll.h"
 #include "threading/locks.h"
 
 namespace vireo2 {
@@ -97,9 +98,9 @@ public:
     // empties the patch list (the measurements are emptied when the
     // traverse starts).
     void armScan(int dataSetsPerPatch);
-    // One 0x90 packet's JSON: appends its readings. 2 when taken, else the
-    // failure routine's -1 (error recorded).
-    int acceptStreamPacket(const QByteArray& json);
+    // One 0x90 packet's JSON: appends its readings (MoreData), or runs the
+    // failure routine (Failed, error recorded).
+    StreamPoll acceptStreamPacket(const QByteArray& json);
     // End of a streamed scan: references, records, patches; sets the state.
     bool finishStreamedScan();
     // "autoscanconfig": builds patches from whatever was recorded last.
