@@ -69,18 +69,20 @@ inline __attribute__((always_inline)) Sums weightedSums(const double* s, const d
 
 typedef std::uint64_t Bits __attribute__((vector_size(32)));
 
-// fastCubeRoot on every lane, by the same operations in the same order, so
-// each lane gets fastCubeRoot's value exactly. For lanes in its inline range
-// (positive, below kInlineLimit).
-inline __attribute__((always_inline)) Quad cubeRoots(Quad x) noexcept
+// The cube root in two stages: dividing the exponent by three in the bit
+// pattern lands within a few percent of the root, and each Halley step then
+// triples the correct digits (three steps). `Value` is a double (with `Raw` its 64 bits) or
+// a vector of them: every lane computes exactly what the scalar form does.
+template <typename Value, typename Raw>
+inline __attribute__((always_inline)) Value halleyCubeRoot(Value x) noexcept
 {
-    Bits bits;
+    Raw bits;
     std::memcpy(&bits, &x, sizeof bits);
     bits = bits / 3 + 0x2A9F7893782DA1CEull;
-    Quad y;
+    Value y;
     std::memcpy(&y, &bits, sizeof y);
     for (int step = 0; step < 3; ++step) {
-        const Quad y3 = y * y * y;
+        const Value y3 = y * y * y;
         y = y * (y3 + 2.0 * x) / (2.0 * y3 + x);
     }
     return y;
@@ -93,7 +95,8 @@ constexpr int kLanes = 4;
 inline __attribute__((always_inline)) Quad labFunctions(Quad t) noexcept
 {
     const auto above = t > lab::kThreshold;
-    const Quad root = cubeRoots(above ? t : Quad{1.0, 1.0, 1.0, 1.0});
+    // fastCubeRoot's inline range holds every lane above the threshold.
+    const Quad root = halleyCubeRoot<Quad, Bits>(above ? t : Quad{1.0, 1.0, 1.0, 1.0});
     return above ? root : lab::kSlope * t + lab::kOffset;
 }
 
@@ -167,20 +170,9 @@ private:
 
 double fastCubeRoot(double x) noexcept
 {
-    if (!(x > 0.0) || !(x < 1e300) || x < 1e-300)
+    if (!(x > 0.0) || !(x < kInlineLimit) || x < 1e-300)
         return std::cbrt(x);
-    // Dividing the exponent by three in the bit pattern lands within a few
-    // percent of the root; each Halley step then triples the correct digits.
-    std::uint64_t bits;
-    std::memcpy(&bits, &x, sizeof bits);
-    bits = bits / 3 + 0x2A9F7893782DA1CEull;
-    double y;
-    std::memcpy(&y, &bits, sizeof y);
-    for (int step = 0; step < 3; ++step) {
-        const double y3 = y * y * y;
-        y = y * (y3 + 2.0 * x) / (2.0 * y3 + x);
-    }
-    return y;
+    return halleyCubeRoot<double, std::uint64_t>(x);
 }
 
 // Built twice, for AVX2 and for any x86-64, and chosen when the library is

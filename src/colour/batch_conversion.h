@@ -17,7 +17,7 @@ namespace vireo2::colour {
 // failed batch can pass for a colour.
 bool SpectraToLab(const double* spectra, std::size_t count, int index, double* lab) noexcept;
 
-// The cube root of a positive finite x to full double precision (two Halley
+// The cube root of a positive finite x to full double precision (three Halley
 // steps from a bit-level first guess); other values go to std::cbrt.
 double fastCubeRoot(double x) noexcept;
 
