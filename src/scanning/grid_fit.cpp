@@ -10,7 +10,7 @@ namespace {
 
 constexpr double kBin = 0.1;             // mm per contrast bin
 constexpr double kWork = 300000.0;       // boundary look-ups of the coarse search
-constexpr double kLeastVisible = 0.5;    // contrast, ΔE*ab
+constexpr double kLeastVisible = 1.0;    // contrast, ΔE*ab
 constexpr double kNoiseFloor = 0.02;
 constexpr double kOtherRow = 0.75;       // patch widths an end moves to make another row
 
@@ -148,19 +148,33 @@ GridFit::Grid GridFit::fit() const
     if (pairs.empty())
         return grid;
     auto byScore = [](const Pair& x, const Pair& y) { return x.score < y.score; };
-    Pair best = *std::max_element(pairs.begin(), pairs.end(), byScore);
+    // The best row within a coarse step of `around`, on `profile`.
+    auto refine = [&](const std::vector<double>& profile, const Pair& around) {
+        std::vector<Pair> fine;
+        scan(profile, std::max(startFrom, around.start - step), std::min(startTo, around.start + step),
+             std::max(endFrom, around.end - step), std::min(endTo, around.end + step), kBin, &fine);
+        Pair top{around.start, around.end, score(profile, around.start, around.end)};
+        for (const Pair& p : fine)
+            if (p.score > top.score)
+                top = p;
+        return top;
+    };
+    Pair best = refine(pooled_, *std::max_element(pairs.begin(), pairs.end(), byScore));
     // The best row with an end three quarters of a patch or more away (a
     // row one patch over, or one with the wrong count in view): how clear
-    // the fit is. Of two rows that gather the same contrast (one that could
-    // start a patch earlier or later, all paper there), the one the walk
-    // found, when it found either.
+    // the fit is. Both are refined first, so that neither loses to the
+    // coarse lattice. Of two rows that gather the same contrast (one that
+    // could start a patch earlier or later, all paper there), the one the
+    // walk found, when it found either.
     std::vector<Pair> far;
     for (const Pair& p : pairs)
         if (std::max(std::abs(p.start - best.start), std::abs(p.end - best.end)) >= kOtherRow * width_)
             far.push_back(p);
     grid.margin = best.score;
     if (!far.empty()) {
-        Pair rival = *std::max_element(far.begin(), far.end(), byScore);
+        Pair rival = refine(pooled_, *std::max_element(far.begin(), far.end(), byScore));
+        if (rival.score > best.score)
+            std::swap(best, rival);
         const bool tie = best.score - rival.score < visibleContrast();
         if (tie && bounds_.walkStart >= 0.0 && std::abs(rival.start - bounds_.walkStart) < width_ / 2.0)
             std::swap(best, rival);
@@ -168,13 +182,7 @@ GridFit::Grid GridFit::fit() const
     }
 
     // Fine: the edges on the peaks themselves, around the chosen row.
-    std::vector<Pair> fine;
-    scan(contrast_, std::max(startFrom, best.start - step), std::min(startTo, best.start + step),
-         std::max(endFrom, best.end - step), std::min(endTo, best.end + step), kBin, &fine);
-    Pair top{best.start, best.end, score(contrast_, best.start, best.end)};
-    for (const Pair& p : fine)
-        if (p.score > top.score)
-            top = p;
+    const Pair top = refine(contrast_, best);
     grid.found = true;
     grid.start = top.start;
     grid.pitch = (top.end - top.start) / count_;

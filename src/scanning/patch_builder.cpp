@@ -253,18 +253,19 @@ void PatchBuilder::checkRow(const ScanRecordList& list, const Landmarks& at, con
     const int last = int(list.size()) - 1;
     const int from = at.paper >= 0 ? at.paper : at.sheet;
     const int to = std::min(last, std::max(at.farPaper, from + 1)) + 1;
-    GridFit::Bounds bounds;
-    bounds.from = from;
-    bounds.to = to;
-    bounds.sheetEdge = position(list[size_t(at.sheet)]);
-    bounds.farSheetEdge = position(list[size_t(std::max(at.farSheet, from))]);
-    // The ink searches start clear of the sheet's edges: where the paper was
-    // first seen the aperture may still touch the track.
+    // The fit looks only at readings clear of the sheet's edges: where the
+    // paper was first seen the aperture may still touch the track, and that
+    // change would pass for a patch's edge a few millimetres into the margin.
     int inner = from, outer = to - 1;
     while (inner < outer && position(list[size_t(inner)]) < position(list[size_t(from)]) + 2.0 * GridFit::kApertureRadius)
         ++inner;
     while (outer > inner && position(list[size_t(outer)]) > position(list[size_t(to - 1)]) - 2.0 * GridFit::kApertureRadius)
         --outer;
+    GridFit::Bounds bounds;
+    bounds.from = inner;
+    bounds.to = outer + 1;
+    bounds.sheetEdge = position(list[size_t(at.sheet)]);
+    bounds.farSheetEdge = position(list[size_t(std::max(at.farSheet, from))]);
     const int firstInk = inkFrom(list, inner, 1, outer);
     bounds.firstInk = position(list[size_t(firstInk)]);
     if (at.firstInk >= 0)
