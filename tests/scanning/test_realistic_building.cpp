@@ -160,5 +160,56 @@ TEST(RealisticBuilding, AWidthTheSheetDoesNotHaveIsFlagged)
     EXPECT_NE(result.quality.strip & quality::kWidthMismatch, 0) << result.quality.strip;
 }
 
+// End patches a few ΔE*ab from the paper: the row and the row one patch
+// over gather nearly the same contrast, and the readings where the aperture
+// still touches the track beyond the margin must not tip the balance.
+TEST(RealisticBuilding, EndPatchesNearThePaperDoNotPullTheRowOver)
+{
+    const QStringList names{QStringLiteral("grey:0.8448"),
+                            QStringLiteral("tint:blue:0.608"),
+                            QStringLiteral("TCS08"),
+                            QStringLiteral("TCS10"),
+                            QStringLiteral("TCS01"),
+                            QStringLiteral("tint:blue:0.165"),
+                            QStringLiteral("tint:green:0.213"),
+                            QStringLiteral("TCS02"),
+                            QStringLiteral("tint:red:0.322"),
+                            QStringLiteral("tint:red:0.282"),
+                            QStringLiteral("tint:yellow:0.398"),
+                            QStringLiteral("grey:0.0734"),
+                            QStringLiteral("tint:yellow:0.309"),
+                            QStringLiteral("tint:yellow:0.745"),
+                            QStringLiteral("tint:cyan:0.368"),
+                            QStringLiteral("tint:blue:0.357"),
+                            QStringLiteral("tint:cyan:0.265"),
+                            QStringLiteral("tint:black:0.647"),
+                            QStringLiteral("tint:yellow:0.908"),
+                            QStringLiteral("grey:0.8285"),
+                            QStringLiteral("TCS14"),
+                            QStringLiteral("TCS04"),
+                            QStringLiteral("TCS07"),
+                            QStringLiteral("tint:blue:0.128"),
+                            QStringLiteral("grey:0.2885"),
+                            QStringLiteral("grey:0.7104"),
+                            QStringLiteral("tint:cyan:0.400"),
+                            QStringLiteral("tint:green:0.398"),
+                            QStringLiteral("tint:green:0.365"),
+                            QStringLiteral("tint:cyan:0.303"),
+                            QStringLiteral("TCS05"),
+                            QStringLiteral("tint:red:0.550"),
+                            QStringLiteral("tint:black:0.733"),
+                            QStringLiteral("tint:green:0.146"),
+                            QStringLiteral("tint:yellow:0.135")};
+    for (int step = 0; step < 8; ++step) {
+        const RealisticTraverse traverse{RealisticTraverse::sheetOf(names, 7.0), step / 8.0};
+        const Outcome outcome = build(traverse);
+        ASSERT_EQ(int(outcome.result.patches.size()), traverse.sheet.patchCount());
+        int wrong = 0;
+        for (int p = 0; p < traverse.sheet.patchCount(); ++p)
+            wrong += outcome.de00[size_t(p)] > 1.0 ? 1 : 0;
+        EXPECT_EQ(wrong, 0) << "phase " << step / 8.0 << ", strip flags " << outcome.result.quality.strip;
+    }
+}
+
 } // namespace
 } // namespace vireo2::test
