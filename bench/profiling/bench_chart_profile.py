@@ -85,7 +85,7 @@ def one_size(build, size, track_length, colour):
         env = dict(os.environ, XDG_DATA_HOME=os.path.join(work, "data"))
         run(["targen", "-v0", "-d4", "-f", str(size), "t"], work)
         layout = run([vireo2, "chart", "layout", "t.ti1", "--width", "8", "-o", "chart"], work).stderr
-        sheets = int(re.search(r"(\d+) sheets", layout).group(1))
+        sheets = int(re.search(r"(\d+) sheets?", layout).group(1))
         sim = Simulator(os.path.join(build, "bin", "vireo2-sim"), work, "chart.ti2", track_length=track_length)
         try:
             started = time.monotonic()

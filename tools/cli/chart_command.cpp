@@ -73,8 +73,9 @@ int layout(const Invocation& call)
     if (writeBytes(name + QStringLiteral(".pdf"), chart::chartPdf(layout, QFileInfo(name).fileName())) != ExitOk)
         return ExitFailure;
     if (!call.context.quiet)
-        printErr(QStringLiteral("%1 patches on %2 strips, %3 per sheet, %4 sheets of %5 x %6 mm: %7.ti2 and %7.pdf\n")
-                     .arg(set.patches.size()).arg(layout.strips).arg(layout.stripsPerSheet).arg(layout.sheets())
+        printErr(QStringLiteral("%1 patches on %2 strips, %3 per sheet, %4 of %5 x %6 mm: %7.ti2 and %7.pdf\n")
+                     .arg(set.patches.size()).arg(layout.strips).arg(layout.stripsPerSheet)
+                     .arg(layout.sheets() == 1 ? QStringLiteral("1 sheet") : QStringLiteral("%1 sheets").arg(layout.sheets()))
                      .arg(layout.sheetLength).arg(layout.sheetWidth).arg(name));
     return ExitOk;
 }
