@@ -22,7 +22,6 @@ constexpr int kCloneRequestMs = 10000;
 constexpr int kCloneReceiveMs = 10000;
 constexpr int kCloneDeadlineMs = 60000;
 constexpr int kPollMs = 200;
-constexpr qint32 kMoreFollows = 18;
 constexpr int kPacketBytes = 1000000;
 constexpr int kPacketTimeoutMs = 30000;
 constexpr int kDigestPollMs = 10000;
@@ -80,7 +79,7 @@ QString userProfileGet(CommandContext& context)
     appendToFile(path, payload);
     if (first.status == 0)
         return kCloneDone;
-    if (first.status != kMoreFollows)
+    if (first.status != kStatusMoreFollows)
         return QString();
     QElapsedTimer timer;
     timer.start();
@@ -90,7 +89,7 @@ QString userProfileGet(CommandContext& context)
             return kCloneDone;
         QThread::msleep(kPollMs);
         const CommandContext::Reply next = context.exchange(QStringLiteral("clone receive"), kCloneReceiveMs);
-        if (next.status != 0 && next.status != kMoreFollows)
+        if (next.status != 0 && next.status != kStatusMoreFollows)
             continue;
         if (!payloadOf(next.text, &payload))
             return kCloneFailed;

@@ -12,7 +12,6 @@ namespace {
 constexpr int kChunkTimeoutMs = 10000;
 constexpr int kChunkReplyBytes = 100;
 constexpr int kClosingTimeoutMs = 10000;
-constexpr qint32 kMoreFollows = 18;
 constexpr int kFetchPollMs = 200;
 constexpr int kListPollMs = 25;
 constexpr int kListDeadlineMs = 20000;
@@ -99,7 +98,7 @@ QString fetch(CommandContext& context, const Fetch& how)
     QByteArray answer = how.resultPrefix.toUtf8() + payload;
     if (first.status == 0)
         return QString::fromUtf8(answer);
-    if (first.status != kMoreFollows)
+    if (first.status != kStatusMoreFollows)
         return QString::fromUtf8(first.text);
     QElapsedTimer timer;
     timer.start();
@@ -108,7 +107,7 @@ QString fetch(CommandContext& context, const Fetch& how)
             return how.timeoutAnswer;
         QThread::msleep(kFetchPollMs);
         const CommandContext::Reply next = context.exchange(how.laterReceive, how.laterTimeoutMs);
-        if (next.status != 0 && next.status != kMoreFollows)
+        if (next.status != 0 && next.status != kStatusMoreFollows)
             continue;
         if (!payloadOf(next.text, &payload))
             return QString();
@@ -139,7 +138,7 @@ QString list(CommandContext& context, const QString& request, const QString& fir
             return QString();
         answer += payload;
         status = next.status;
-        if (status != kMoreFollows)
+        if (status != kStatusMoreFollows)
             break;
     }
     if (!inTime || status != 0)

@@ -15,7 +15,6 @@ namespace vireo2 {
 namespace {
 
 constexpr int kCaptureTimeoutMs = 12000;
-constexpr qint32 kMoreFollows = 0x12;
 // An image that keeps announcing more after this much data, or for this
 // long, has no end: the largest image the instrument sends (a video frame
 // bitmap) is a few megabytes and arrives within seconds.
@@ -135,7 +134,7 @@ int Vireo2::receiveImage(const ImageReceive& mode, int timeoutMs, unsigned char*
             return 0;
         }
         const qint32 status = ParseStatus(reply);
-        if (status != 0 && status != kMoreFollows) {
+        if (status != 0 && status != kStatusMoreFollows) {
             log_->LogError(errors::kInvalidData, QString::asprintf(mode.codeText.toLatin1().constData(), unsigned(status)));
             return 0;
         }
@@ -152,7 +151,7 @@ int Vireo2::receiveImage(const ImageReceive& mode, int timeoutMs, unsigned char*
             remaining -= n;
         }
         receive = mode.receiveNext;
-        if (status != kMoreFollows)
+        if (status != kStatusMoreFollows)
             return total;
     }
     return 0;

@@ -14,8 +14,6 @@
 namespace vireo2 {
 namespace {
 
-constexpr qint32 kStatusPending = 7;
-constexpr qint32 kStatusTolerated = 0x12;
 
 // Power-state check: the instrument dozes between readings; commands that
 // need the optics first wake it and wait until it reports "active".
@@ -167,7 +165,7 @@ qint32 Vireo2::transactOnce(const QString& command, QByteArray& response, int ti
     // unchanged answer is logged once and leaves the error record alone, any
     // other command shows "<07>". Without debug logging, 7 takes the ordinary
     // paths below like any other status.
-    if (status == kStatusPending && log_->debug()) {
+    if (status == kStatusNothingNew && log_->debug()) {
         if (!polledKey.isEmpty()) {
             if (lastPolledReply_.value(polledKey) != response)
                 log_->LogExchange();
@@ -197,7 +195,7 @@ qint32 Vireo2::transactOnce(const QString& command, QByteArray& response, int ti
         return status;
     }
 
-    if (status != 0 && status != kStatusPending && status != kStatusTolerated) {
+    if (status != 0 && status != kStatusNothingNew && status != kStatusMoreFollows) {
         log_->LogError(status, QString::asprintf("FAILED: Status Error %02X", unsigned(status)));
         return status;
     }
@@ -280,7 +278,7 @@ qint32 Vireo2::simulatedReply(const QString& command, QByteArray& response)
         response = "CAL 0x00 OK 24";
     else
         response = "<00>";
-    return lower == QLatin1String("meas done?") ? kStatusPending : 0;
+    return lower == QLatin1String("meas done?") ? kStatusNothingNew : 0;
 }
 
 } // namespace vireo2

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "transport/ctransport.h"
+#include "transport/reply_parser.h"
 
 namespace vireo2 {
 namespace {
@@ -58,8 +59,8 @@ bool CTransport::exchange(const char* command, QByteArray& response, int timeout
     delayMs = qBound(0, delayMs, kMaxPollDelayMs);
     qint64 receiveTimeoutMs = qBound(1, waitMs, kMaxPollWaitMs);
     const qint64 deadlineMs = timer.elapsed() + inProgressDeadlineMs(delayMs, qint32(receiveTimeoutMs));
-    qint32 status = 5;
-    while (status == 5) {
+    qint32 status = kStatusInProgress;
+    while (status == kStatusInProgress) {
         if (timer.elapsed() + delayMs > deadlineMs) {
             SetError(errors::kReceiveTimeout, QStringLiteral("Receive: TIMEOUT - %1 still in progress after %2 ms")
                                  .arg(commandText.section(QLatin1Char(' '), 0, 0))

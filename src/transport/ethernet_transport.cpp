@@ -21,10 +21,10 @@ public:
 
 bool ethernetInProgress(const QByteArray& reply, bool packetMode, qint32* delayMs, qint32* waitMs)
 {
-    if (ParseStatus(reply) != 5 || !packetMode)
+    if (ParseStatus(reply) != kStatusInProgress || !packetMode)
         return false;
     qint32 status = -1;
-    return reply::parseProgress(reply, &status, delayMs, waitMs) == 3 && status == 5;
+    return reply::parseProgress(reply, &status, delayMs, waitMs) == 3 && status == kStatusInProgress;
 }
 
 const CTransport::PollingDialect kEthernetDialect{&ParseStatus, &ethernetInProgress, " done?"};

@@ -10,6 +10,11 @@ namespace vireo2 {
 // or "CAL 0x00 OK 24". An in-progress reply carries status 5 followed by the
 // poll delay and the wait time in milliseconds: "MEAS 0x05 500 20000".
 
+// The statuses of an instrument reply that the library acts on.
+constexpr qint32 kStatusInProgress = 0x05;   // poll "<word> done?" until it ends
+constexpr qint32 kStatusNothingNew = 0x07;   // a poll's "nothing new yet"
+constexpr qint32 kStatusMoreFollows = 0x12;  // one part of a longer transfer
+
 // The status after the keyword, read like the C format "%*s 0x%x" in the C
 // locale (the text ends at a zero byte); -1 when no status is read.
 qint32 ParseStatus(const QByteArray& response);

@@ -33,7 +33,7 @@ bool usbInProgress(const QByteArray& reply, bool packetMode, qint32* delayMs, qi
     if (!packetMode)
         return false;
     const QList<QByteArray> words = reply.split(' ');
-    if (words.size() != 4 || reply::decimalStatusWord(words) != 5)
+    if (words.size() != 4 || reply::decimalStatusWord(words) != kStatusInProgress)
         return false;
     *delayMs = words.at(2).toInt();
     *waitMs = words.at(3).toInt();
