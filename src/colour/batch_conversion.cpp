@@ -176,8 +176,16 @@ double fastCubeRoot(double x) noexcept
 }
 
 // Built twice, for AVX2 and for any x86-64, and chosen when the library is
-// loaded; both give the same values.
-__attribute__((target_clones("avx2", "default")))
+// loaded; both give the same values. The choice is an ifunc resolver, which
+// the dynamic loader runs before ThreadSanitizer's runtime is up, so a TSan
+// build (and any compiler without target clones) keeps the one plain build.
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(__SANITIZE_THREAD__)
+#define VIREO2_FOR_AVX2_AND_ANY_X86_64 __attribute__((target_clones("avx2", "default")))
+#else
+#define VIREO2_FOR_AVX2_AND_ANY_X86_64
+#endif
+
+VIREO2_FOR_AVX2_AND_ANY_X86_64
 bool SpectraToLab(const double* spectra, std::size_t count, int index, double* labValues) noexcept
 {
     if (!IsValidIlluminant(index))

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "threading/locks.h"
+#include "threading/unshared_text.h"
 #include <QString>
 
 namespace vireo2 {
@@ -8,7 +9,8 @@ namespace vireo2 {
 // A text that identification and disconnection write on one thread while
 // exports that take no lock (GetOption, GetSerialNum, GetMeasAttributes)
 // read it on others. Each access copies the text under a mutex, so a reader
-// never sees a string object half replaced.
+// never sees a string object half replaced; the copies share no data
+// (threading/unshared_text.h says why).
 class GuardedText {
 public:
     GuardedText(const QString& initial = QString()) : text_(initial) {}
@@ -18,13 +20,13 @@ public:
     GuardedText& operator=(const QString& text)
     {
         MutexLocker lock(&mutex_);
-        text_ = text;
+        text_ = unsharedCopy(text);
         return *this;
     }
     QString get() const
     {
         MutexLocker lock(&mutex_);
-        return text_;
+        return unsharedCopy(text_);
     }
     operator QString() const { return get(); }
 

@@ -1,5 +1,6 @@
 #include "transport/ctransport.h"
 #include "threading/locks.h"
+#include "threading/unshared_text.h"
 
 namespace vireo2 {
 
@@ -25,26 +26,26 @@ qint32 CTransport::GetErrorCode()
 QString CTransport::GetErrorMessage()
 {
     MutexLocker lock(&fieldsMutex_);
-    return errorMessage_;
+    return unsharedCopy(errorMessage_);
 }
 
 void CTransport::storeError(qint32 code, const QString& message)
 {
     MutexLocker lock(&fieldsMutex_);
     errorCode_ = code;
-    errorMessage_ = message;
+    errorMessage_ = unsharedCopy(message);
 }
 
 QString CTransport::lastCommand() const
 {
     MutexLocker lock(&fieldsMutex_);
-    return lastCommand_;
+    return unsharedCopy(lastCommand_);
 }
 
 void CTransport::setLastCommand(const QString& command)
 {
     MutexLocker lock(&fieldsMutex_);
-    lastCommand_ = command;
+    lastCommand_ = unsharedCopy(command);
 }
 
 qint64 CTransport::inProgressDeadlineMs(qint32 delayMs, qint32 waitMs)

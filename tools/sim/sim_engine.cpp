@@ -23,11 +23,16 @@ bool isPollOf(const QByteArray& command, const QByteArray& word)
         && words.at(1).compare("done?", Qt::CaseInsensitive) == 0;
 }
 
-// The packet of a payload the thread framed last is ready: a reply kept by
-// the model (a large blob) leaves without being framed again. Holding the
-// payload keeps its bytes, so an equal address means the same payload.
+// The packet of a large payload the thread framed last is ready: a blob kept
+// by the model leaves without being framed again. Holding the payload keeps
+// its bytes, so an equal address means the same payload. Small replies are
+// framed afresh: they cost nothing to frame, and a reply a test scripted must
+// not stay referenced from this thread after the test has let it go.
 QByteArray framed(const QByteArray& payload)
 {
+    constexpr int kCachedFrom = 1 << 20;
+    if (payload.size() < kCachedFrom)
+        return bcp::frame(payload);
     thread_local QByteArray lastPayload;
     thread_local QByteArray lastPacket;
     if (payload.isDetached() || payload.constData() != lastPayload.constData() || payload.size() != lastPayload.size()) {
