@@ -3,9 +3,12 @@
 vireo2-sim with random faults, for a given time.
 
 Reports calls, errors by code, the longest call and the RSS over time, and
-fails (exit 1) on a crash, a sanitizer report or a call that took longer
-than its bound. The workload runs in a child process so that a crash is seen
-and reported, not suffered.
+fails (exit 1) on a crash, a sanitizer report, a call that took longer than
+its bound, a reply that answers another command than the one sent (late
+replies are among the faults), or a library that cannot connect and measure
+again once the faults stop (the lock-holding sequence is among them). The
+workload runs in a child process so that a crash is seen and reported, not
+suffered.
 
     python3 scripts/soak.py --minutes 10 [--build build-sanitize]
 """
@@ -25,9 +28,11 @@ import time
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[1]
-# Longest a single call may take: the operation lock (10 s), a command's
+# Longest a single call may take: the operation lock (10 s) and the
+# disconnect of a failed wait (5 s stop of the status thread), a command's
 # timeout with its readiness waits (14 s), polls of an operation in progress
-# (30 s floor) and the measurement pacing (1 s), with a margin.
+# (the announced time plus 5 s, here at most 25 s) and the measurement
+# pacing (1 s), with a margin.
 CALL_BOUND_S = 75.0
 FAULTS = [
     "* drop",
@@ -39,7 +44,19 @@ FAULTS = [
     "* split=1,3,7 pause=5",
     "* silent",
     "* length=0xFFFFFFFF",
+    # Late replies: each read gives up after 3 s (and the link's readiness
+    # rounds), the reply comes later; the polled commands keep the link.
+    '"spectro system state" delay=4500',
+    '"spectro system state" delay=5000 times=3',
+    '"button triggered?" delay=5500',
+    '"meas done?" delay=4200',
+    # The status check held up by an operation in progress while a host call
+    # waits out the 10 s lock: the failed wait disconnects, and the check may
+    # end with the lock held until the next Disconnect.
+    '"button triggered?" progress=100,20000,1000',
 ]
+# Commands whose replies are checked: each must name its own command.
+CHECKED = [b"version", b"SerialNum Get Inst", b"spectro system state", b"MeasConfig Get APERTURE"]
 
 
 def bcp(payload):
@@ -74,6 +91,13 @@ def workload(args):
     grey = (ctypes.c_double * 31)(*([50.0] * 31))
     out = (ctypes.c_double * 5)()
     values = (ctypes.c_float * 31)()
+    wrong = []
+
+    def checked(command):
+        reply = lib.SendCommand(command, 3000) or b""
+        if reply and reply.split(b" ")[0] != command.split(b" ")[0].upper():
+            with lock:
+                wrong.append((command, reply[:60]))
 
     operations = {
         "Connect": lambda: lib.Connect(),
@@ -88,7 +112,7 @@ def workload(args):
         "GetOption": lambda: lib.GetOption(b"device_ip_address"),
         "Execute": lambda: lib.Execute(random.choice([b"clock get", b"calstatus get", b"getconfiglist",
                                                       b"serialnum get", b"nosuchword x", b"setmodel"])),
-        "SendCommand": lambda: lib.SendCommand(b"version", 3000),
+        "SendCommand": lambda: checked(random.choice(CHECKED)),
         "IsConnected": lambda: lib.IsConnected(),
         "ScanGetStatus": lambda: lib.ScanGetStatus(),
         "Colour": lambda: lib.Vireo2_SpectrumToLabCh(grey, random.randint(0, 17), 0, out),
@@ -131,10 +155,19 @@ def workload(args):
                   f"rss={rss / 1024:.1f} MB longest={longest[0]:.2f}s ({longest[1]})", flush=True)
     for t in threads:
         t.join()
+    # Without faults the library must come back: Disconnect (which frees a
+    # lock left by an ended status thread), Connect, Measure.
+    control(port, "RESET")
+    lib.Disconnect()
+    recovered = lib.Disconnect() and lib.Connect() and lib.Measure()
     lib.Disconnect()
     print("calls by export:", dict(sorted(calls.items())))
     print("errors by code:", {f"{c} (0x{c & 0xffffffff:X})": n for c, n in sorted(errors.items())})
     print(f"longest call: {longest[0]:.2f} s ({longest[1]})")
+    print(f"replies answering another command: {len(wrong)} {wrong[:5]}")
+    print(f"connect and measure after the faults: {'yes' if recovered else 'NO'}")
+    if wrong or not recovered:
+        return 4
     return 0 if longest[0] <= CALL_BOUND_S else 3
 
 
