@@ -161,10 +161,15 @@ protected:
     // Scan parts of the status poll (vireo2_scan_poll.cpp); the scanning
     // engine supplies them.
     StreamPoll pollInstrumentScan();
-    StreamPoll pollStreamedData();
+    // One "Scan Get Refls"; `status` receives the reply's status. After
+    // "Scan Acquire Stop" (`instrumentStopped`) the end of the data ends the
+    // scan wherever the head is.
+    StreamPoll pollStreamedData(bool instrumentStopped = false, qint32* status = nullptr);
     bool streamedScan() const;
     bool scanEngineFinished();
+    // Sends "Scan Acquire Stop", collects the last readings, builds.
     void collectScanData();
+    bool drainAfterStop();
     bool readScanData();
     void checkTrackCompletion();
     void startTrackScan();

@@ -1,9 +1,11 @@
 // The scan parts of the status poll: the read-back of a scan made on the
 // instrument, the streamed-data poll of a track scan ("Scan Get Refls"),
 // and the end of a traverse.
+#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QThread>
 
 #include "device/vireo2.h"
 #include "scanning/vireo2_scanning.h"
@@ -19,6 +21,14 @@ constexpr int kStopTimeoutMs = 3000;
 constexpr int kPacketPrefix = 11;  // "SCAN 0x90 |"
 constexpr int kShortestPacket = 10;
 constexpr float kFloor = 0.0001f;
+
+// After "Scan Acquire Stop" the instrument hands out what it took before the
+// stop and then says it has no more. Readings still announced or arriving
+// this long after the stop are not the traverse's: the scan fails.
+constexpr int kDrainLimitMs = 2000;
+// Between polls that are answered "more will follow" after the stop.
+constexpr int kDrainPauseMs = 50;
+constexpr qint32 kStatusMoreFollows = 0x05;
 
 
 } // namespace
@@ -50,21 +60,25 @@ StreamPoll Vireo2::pollInstrumentScan()
     return pollStreamedData();
 }
 
-StreamPoll Vireo2::pollStreamedData()
+StreamPoll Vireo2::pollStreamedData(bool instrumentStopped, qint32* statusOut)
 {
     QByteArray reply;
     const qint32 status = Transact(QStringLiteral("Scan Get Refls"), reply, kStreamPollTimeoutMs);
+    if (statusOut)
+        *statusOut = status;
     switch (status) {
     case -1:
         scanning_->fail();
         return StreamPoll::Failed;
     case 0x00:
-        if (!scanning_->headMoving())
+        // Once the instrument was told to stop, the end of its data is the
+        // end of the scan, wherever the head is.
+        if (instrumentStopped || !scanning_->headMoving())
             return StreamPoll::Complete;
         log_->LogError(errors::kScanData, QStringLiteral("FAILED: Scan data ended prematurely %1").arg(status));
         scanning_->fail();
         return StreamPoll::Failed;
-    case 0x05:
+    case kStatusMoreFollows:
         return StreamPoll::MoreData;
     case 0x07:
         return StreamPoll::Complete;
@@ -91,15 +105,54 @@ bool Vireo2::scanEngineFinished()
     return !scanning_->headMoving();
 }
 
-// The traverse is over: the last readings, then the patches.
+// The traverse is over: the instrument is stopped, its last readings are
+// collected, then the patches are built.
 void Vireo2::collectScanData()
 {
-    if (!streamedScan())
+    QByteArray reply;
+    const qint32 stopStatus = Transact(QStringLiteral("Scan Acquire Stop"), reply, kStopTimeoutMs);
+    if (!streamedScan() || scanning_->state() != Vireo2Scanning::kScanning)
         return;
-    while (pollStreamedData() == StreamPoll::MoreData && scanning_->state() == Vireo2Scanning::kScanning) {
+    // An instrument that did not take the stop would stream on: its data
+    // cannot be told from the traverse's.
+    if (stopStatus != 0) {
+        if (stopStatus != -1)
+            log_->LogError(stopStatus, QString::asprintf("FAILED: Scan Acquire Stop Status Error %02X", unsigned(stopStatus)));
+        scanning_->fail();
+        return;
     }
-    if (scanning_->state() == Vireo2Scanning::kScanning)
+    if (drainAfterStop())
         scanning_->finishStreamedScan();
+}
+
+// Polls until the stopped instrument has handed out its last readings, for
+// at most kDrainLimitMs (plus the poll under way then). False when the scan
+// failed (the failure routine has run).
+bool Vireo2::drainAfterStop()
+{
+    QElapsedTimer elapsed;
+    elapsed.start();
+    bool packets = false;
+    for (;;) {
+        qint32 status = 0;
+        const StreamPoll answer = pollStreamedData(true, &status);
+        if (answer == StreamPoll::Complete)
+            return scanning_->state() == Vireo2Scanning::kScanning;
+        if (answer != StreamPoll::MoreData || scanning_->state() != Vireo2Scanning::kScanning)
+            return false;
+        packets = packets || status != kStatusMoreFollows;
+        if (elapsed.elapsed() >= kDrainLimitMs) {
+            log_->LogErrorOnly(errors::kScanData,
+                               QStringLiteral("FAILED: Scan data did not end within %1 ms of Scan Acquire Stop (%2)")
+                                   .arg(kDrainLimitMs)
+                                   .arg(packets ? QStringLiteral("packets still arriving")
+                                                : QStringLiteral("more announced")));
+            scanning_->fail();
+            return false;
+        }
+        if (status == kStatusMoreFollows)
+            QThread::msleep(kDrainPauseMs);
+    }
 }
 
 // Read-back of a scan made on the instrument: "scan get patchrecrefls"

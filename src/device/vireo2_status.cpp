@@ -73,11 +73,8 @@ void Vireo2::CheckStatus()
             unlock();
             return;
         }
-        if (answer == StreamPoll::Complete || scanEngineFinished()) {
-            QByteArray reply;
-            Transact(QStringLiteral("Scan Acquire Stop"), reply, kPollTimeoutMs);
+        if (answer == StreamPoll::Complete || scanEngineFinished())
             collectScanData();
-        }
         unlock();
         return;
     }

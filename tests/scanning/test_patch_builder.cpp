@@ -2,6 +2,7 @@
 // are found, the walk along the row, and when the grid re-synchronises.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -152,13 +153,27 @@ TEST(PatchBuilder, MeasurementsBeforeFifteenMillimetresAreNeverClassified)
     EXPECT_NEAR(built.result.sheetEdge, 30.0, 1.0);
 }
 
+// A traverse that ends inside the row keeps the patches whose centre was
+// read, each where it belongs, and says that the far edge is missing.
 TEST(PatchBuilder, TraverseEndingMidRowGivesFewerPatches)
 {
-    const Traverse traverse(alternating(10), 8.0, 40.0 + 8.0 * 4.6);
-    const Built built = build(traverse.records, 10, 8.0);
-    EXPECT_TRUE(built.ok);
-    EXPECT_GE(built.result.patches.size(), 3u);
-    EXPECT_LT(built.result.patches.size(), 10u);
+    const std::vector<Lab> row = alternating(10);
+    struct Case {
+        double endInPatches;  // where the readings stop, in patch widths into the row
+        size_t found;
+    };
+    for (const Case& c : {Case{4.6, 5u}, Case{4.3, 4u}, Case{7.9, 8u}}) {
+        const Traverse traverse(row, 8.0, 40.0 + 8.0 * c.endInPatches);
+        const Built built = build(traverse.records, 10, 8.0);
+        EXPECT_TRUE(built.ok);
+        ASSERT_EQ(built.result.patches.size(), c.found) << "ending " << c.endInPatches << " patches in";
+        for (size_t p = 0; p < c.found; ++p) {
+            EXPECT_NEAR(built.result.patches[p][ScanRecord::kPosition], traverse.centre(int(p)), 1.0) << p;
+            EXPECT_EQ(built.result.patches[p][ScanRecord::kL], row[p].L) << p;
+        }
+        EXPECT_NE(std::find(built.errors.begin(), built.errors.end(), "FAILED BuildPatches: Far paper edge not found."),
+                  built.errors.end());
+    }
 }
 
 TEST(PatchBuilder, OnlyDistinctPatchesResynchronise)

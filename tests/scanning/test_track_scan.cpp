@@ -231,22 +231,68 @@ TEST_F(TrackScan, SilentInstrumentFailsTheScan)
     EXPECT_EQ(lastError(), "20486 RecvPacket: Incorrect Packet length");
 }
 
-// "Nothing new" ends the streamed part: the scan is built from what came.
-TEST_F(TrackScan, NothingNewEndsTheScanWithWhatWasRecorded)
+// "Nothing new" while the head still moves ends the streamed part: the
+// instrument is stopped at once, what it took before the stop is collected,
+// and the patches read so far are built, each where it belongs.
+TEST_F(RecordedTrackScan, NothingNewEndsTheScanWithWhatWasRecorded)
 {
+    // Dark and saturated patches only: where the readings stop, no patch
+    // can pass for the far margin's paper.
+    QStringList names;
+    for (int i = 0; i < 24; ++i)
+        names << QStringList{QStringLiteral("black"), QStringLiteral("red"), QStringLiteral("blue"), QStringLiteral("green")}.at(i % 4);
+    QString error;
+    const sim::SheetModel sheet = sim::SheetModel::fromNames(names, 8.0, &error).value();
+    rig_->setSheet(sheet);
+    startTraverse(sheet.patchCount(), float(sheet.layout().patchWidth));
+    // Once the head is past the tenth patch, the instrument has nothing new.
+    const int passed = 10;
+    const double cut = sheet.patchCentre(passed - 1) + sheet.layout().patchWidth / 2.0;
+    while (rig_->positionAt(rig_->nowMs()) < cut && ScanGetStatus() == 2)
+        QThread::msleep(5);
     sim_.faults().add(sim::Fault::on("Scan Get Refls").replying("SCAN 0x07"));
-    startTraverse(24, 8.0f);
-    const int status = waitForScanEnd(20000);
-    EXPECT_TRUE(status == 3 || status == -1) << status;
-    EXPECT_GE(count("Scan Acquire Stop"), 1);
-    EXPECT_LT(ScanGetCount(), 24) << "the traverse was cut short";
+    ASSERT_EQ(waitForScanEnd(20000), 3) << lastError();
+
+    // The readings run on to where the instrument was stopped, short of the
+    // far end of the row.
+    QFile file(env_.dataDirectory() + QStringLiteral("000.csv"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QStringList lines = QString::fromLatin1(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_GT(lines.size(), 2);
+    const double lastPosition = lines.last().split(QLatin1Char(',')).value(38).toDouble();
+    EXPECT_GT(lastPosition, cut);
+    EXPECT_LT(lastPosition, sheet.patchCentre(sheet.patchCount() - 2));
+    // Patches read whole; the one the readings end in may be found or not.
+    int whole = 0;
+    while (sheet.patchCentre(whole) + sheet.layout().patchWidth / 2.0 <= lastPosition)
+        ++whole;
+
+    // Every patch read whole, each with its own colour.
+    const int found = ScanGetCount();
+    EXPECT_GE(found, whole);
+    EXPECT_LE(found, whole + 1);
+    for (int p = 0; p < found; ++p) {
+        const std::vector<double> measured = values(ScanGetData(p, 2));
+        ASSERT_EQ(measured.size(), 31u);
+        const QVector<double> truth = sim::measuredSpectrum(sheet.patch(p), sim::Condition::M2, 0, 0.0);
+        double difference = 0;
+        for (int i = 0; i < 31; ++i)
+            difference += std::abs(measured[size_t(i)] - 100.0 * truth[i]) / 31.0;
+        EXPECT_LT(difference, 1.0) << "patch " << p;
+    }
 }
 
+// A data status with nothing after it is written to the log (the host's
+// error record is not the place for a background poll's trouble) and the
+// next poll carries on: every patch is still found.
 TEST_F(TrackScan, PacketWithoutJsonIsRecordedAndTheScanGoesOn)
 {
-    sim_.faults().add(sim::Fault::on("Scan Get Refls").replying("SCAN 0x90 |{}"));
+    sim_.faults().add(sim::Fault::on("Scan Get Refls").replying("SCAN 0x90 |{}").repeated(2));
     startTraverse(24, 8.0f);
     ASSERT_EQ(waitForScanEnd(20000), 3) << lastError();
+    EXPECT_EQ(ScanGetCount(), 24);
+    EXPECT_EQ(log().count(QStringLiteral("**ERROR** Code 0x90 with no json packet\r\n")), 2) << log().toStdString();
+    EXPECT_NE(GetLastErrorCode(), 20506);
 }
 
 // The paper acquisition ("autoscanconfig W 1") polls while the instrument
@@ -313,12 +359,21 @@ TEST_F(TrackScan, StartRefusals)
     EXPECT_EQ(ScanGetStatus(), 6);
 }
 
+// A track that does not answer fails the Connect with its reason and leaves
+// the device disconnected: once the track answers, the next Connect works.
 TEST_F(TrackScan, ConnectFailsWithoutTheTrack)
 {
     track_.stop();
-    ASSERT_EQ(execute("setmodel;tr3"), "<00>");
+    ASSERT_EQ(execute("setmodel;vireotr3"), "<00>");
+    control(QStringLiteral("calibration valid"));
     EXPECT_FALSE(Connect());
     EXPECT_EQ(std::string(GetLastErrorString()).rfind("Unable to connect to TR3 - ", 0), 0u) << lastError();
+    EXPECT_FALSE(IsConnected());
+
+    ASSERT_TRUE(track_.start());
+    ASSERT_TRUE(SetOption("tr3_address", track_.address().constData()));
+    ASSERT_TRUE(Connect()) << lastError();
+    EXPECT_EQ(execute("tr3;xp").rfind("XP, ", 0), 0u) << lastError();
 }
 
 TEST_F(TrackScan, RawTrackCommandsAndHoming)
@@ -328,6 +383,7 @@ TEST_F(TrackScan, RawTrackCommandsAndHoming)
     EXPECT_EQ(execute("tr3;zz"), "");
     EXPECT_EQ(GetLastErrorCode(), 1) << "the track's status stays as the error code";
     EXPECT_EQ(execute("charging;ON"), "<00>");
+    ASSERT_FALSE(track_.commands().isEmpty());
     EXPECT_EQ(track_.commands().last(), "01BC");
     EXPECT_EQ(execute("gohome"), "<00>") << lastError();
     EXPECT_EQ(ScanGetStatus(), 0);
