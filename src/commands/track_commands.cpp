@@ -87,6 +87,7 @@ QString autoScanConfig(CommandContext& context)
     const int mode = acquire.isEmpty() ? kDefaultAcquisition : acquire.toInt(&ok);
     if (mode == 1) {
         requireOk(context, QStringLiteral("Scan Acquire Start"), kAcquireTimeoutMs);
+        engine.beginAcquisition();
         QThread::msleep(kPaperAcquisitionMs);
         requireOk(context, QStringLiteral("Scan Acquire Stop"), kAcquireTimeoutMs);
         drainPaperReadings(context);

@@ -9,6 +9,7 @@
 
 #include "device/vireo2.h"
 #include "scanning/vireo2_scanning.h"
+#include "transport/reply_json.h"
 #include "transport/reply_parser.h"
 #include "settings/library_errors.h"
 
@@ -167,9 +168,9 @@ bool Vireo2::readScanData()
     }
     const int bar = reply.indexOf('|');
     const QByteArray json = bar >= 0 ? reply.mid(bar + 1) : reply;
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
-    if (json.isEmpty() || error.error != QJsonParseError::NoError) {
+    QString error;
+    const QJsonDocument document = parseReplyJson(json, &error);
+    if (json.isEmpty() || document.isNull()) {
         scanDataRead_ = true;
         return false;
     }

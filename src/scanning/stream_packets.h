@@ -21,12 +21,25 @@ namespace vireo2 {
 // reports M1 only): its data sets are filled in the order M0..M3 from those
 // present. Records get the time stamp and the spectra in percent; positions,
 // colour and Ripple are added when the scan ends.
+//
+// Refused, with the reason in `error`: text that is not such an object, a
+// key repeated within one object, a "seq" that is not a whole number from 0
+// to 2^31-1, a reading without a finite time stamp or with a spectrum that
+// is not 31 numbers from kLowestFactor to kHighestFactor, readings of one
+// packet whose time stamps do not rise, and readings whose conditions differ
+// from the first reading's.
 struct StreamPacket {
+    // Reflectance factors beyond these are not readings of a sheet (noise
+    // takes a black a little below 0; fluorescent inks reach about 2).
+    static constexpr double kLowestFactor = -0.1;
+    static constexpr double kHighestFactor = 3.0;
+
     int sequence = -1;
+    // Bit n set: the readings carry condition Mn.
+    unsigned conditions = 0;
     ScanRecordList readings;
 };
 
-// False, with `error` set, for anything but a packet of that form.
 bool parseStreamPacket(const QByteArray& json, StreamPacket* packet, QString* error);
 
 } // namespace vireo2

@@ -209,8 +209,8 @@ bool Vireo2Scanning::startTraverse()
     {
         MutexLocker lock(&listMutex_);
         measurements_.clear();
-        lastPacketSequence_ = -1;
     }
+    beginAcquisition();
     state_ = kScanning;
     return true;
 }

@@ -45,6 +45,9 @@ public:
     static constexpr double kSampleRate = 90.0;
     static constexpr int kHomePolls = 120;
     static constexpr int kHomePollMs = 250;
+    // Readings kept from one traverse: the longest one at the slowest speed
+    // takes about 2,200.
+    static constexpr int kMaximumReadings = 10000;
 
     Vireo2Scanning();
     explicit Vireo2Scanning(ScanHost* host);
@@ -98,8 +101,14 @@ public:
     // empties the patch list (the measurements are emptied when the
     // traverse starts).
     void armScan(int dataSetsPerPatch);
-    // One 0x90 packet's JSON: appends its readings (MoreData), or runs the
-    // failure routine (Failed, error recorded).
+    // The instrument was told to start acquiring: its packets count from 0
+    // and its time stamps start afresh.
+    void beginAcquisition();
+    // One 0x90 packet's JSON: appends its readings (MoreData, also for a
+    // packet dropped as received twice), or runs the failure routine
+    // (Failed, error recorded): a packet that cannot be read, time stamps
+    // that go back or repeat, conditions that change, more than
+    // kMaximumReadings.
     StreamPoll acceptStreamPacket(const QByteArray& json);
     // End of a streamed scan: references, records, patches; sets the state.
     bool finishStreamedScan();
@@ -169,6 +178,7 @@ private:
     void endScan(int finalState);
     // The patches are built: the end of the scan with state 3, logged.
     void announcePatches();
+    StreamPoll refusePacket(const QString& reason);
     bool referenceReply(const QString& command, double* first, double* second, QByteArray& reply);
     void readTraverseLength();
 
@@ -198,6 +208,8 @@ private:
     double farSheetEdge_ = 0.0;
     double patchOffset_ = 0.0;
     int lastPacketSequence_ = -1;
+    double lastTimeStamp_ = -1.0;
+    unsigned streamConditions_ = 0;
 
     mutable Mutex listMutex_;
     ScanRecordList measurements_;

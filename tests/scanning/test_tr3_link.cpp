@@ -8,7 +8,6 @@
 #include "default_instrument.h"
 #include "engine_host.h"
 #include "scanning/motion_profile.h"
-#include "scanning/stream_packets.h"
 #include "scanning/tr3_link.h"
 #include "sim_server.h"
 #include "track_rig.h"
@@ -135,25 +134,6 @@ TEST(MotionProfile, RampsCruiseAndBraking)
     EXPECT_DOUBLE_EQ(motion.position(300.0), 55.0);
     EXPECT_DOUBLE_EQ(motion.position(600.0), 110.0);
     EXPECT_DOUBLE_EQ(motion.position(900.0), 110.0);
-}
-
-TEST(StreamPackets, AcceptsOnlyTimeStampsWithWholeSpectra)
-{
-    QByteArray spectrum = "[";
-    for (int i = 0; i < 31; ++i)
-        spectrum += (i ? ",0.5" : "0.5");
-    spectrum += "]";
-    StreamPacket packet;
-    QString error;
-    ASSERT_TRUE(parseStreamPacket("{\"seq\":3,\"readings\":[{\"t\":12.5,\"M1\":" + spectrum + "}]}", &packet, &error));
-    EXPECT_EQ(packet.sequence, 3);
-    ASSERT_EQ(packet.readings.size(), 1u);
-    EXPECT_EQ(packet.readings[0][ScanRecord::kTimeStamp], 12.5);
-    EXPECT_EQ(packet.readings[0].spectral(0, 30), 50.0) << "the first condition present fills data set 0, in percent";
-    for (const QByteArray bad : {QByteArray("[]"), QByteArray("{\"readings\":5}"), QByteArray("{\"readings\":[{\"M0\":[1]}]}"),
-                                 QByteArray("{\"readings\":[{\"t\":1,\"M0\":[1,2]}]}"), QByteArray("{\"readings\":[{\"t\":1}]}"),
-                                 QByteArray("\xff\xfe{")})
-        EXPECT_FALSE(parseStreamPacket(bad, &packet, &error)) << bad.constData();
 }
 
 } // namespace

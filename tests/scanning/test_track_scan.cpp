@@ -219,7 +219,11 @@ INSTANTIATE_TEST_SUITE_P(
                       PollCase{"SCAN 0x91", 20506, "FAILED: Instrument scan buffer overflow"},
                       PollCase{"SCAN 0x00", 20506, "FAILED: Scan data ended prematurely 0"},
                       PollCase{"SCAN 0x90 |{\"seq\":0,\"readings\":[{\"t\":1}]}", 20506,
-                               "FAILED: Invalid scan data packet - reading 0 is not a time stamp with 31-value spectra"}));
+                               "FAILED: Invalid scan data packet - reading 0 is not a time stamp with 31-value spectra"},
+                      PollCase{"SCAN 0x90 |{\"seq\":0.5,\"readings\":[]}", 20506,
+                               "FAILED: Invalid scan data packet - \"seq\" is not a whole number from 0"},
+                      PollCase{"SCAN 0x90 |{\"seq\":0,\"readings\":[],\"readings\":[]}", 20506,
+                               "FAILED: Invalid scan data packet - key \"readings\" appears twice in one object"}));
 
 // No reply at all: the exchange fails (-1) and the scan with it; the cause
 // is the transport's.

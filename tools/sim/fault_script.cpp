@@ -120,6 +120,10 @@ bool applyOption(Fault& fault, const QString& key, const QString& value, QString
         if (!ok)
             return fail();
         fault.lengthField = length;
+    } else if (key == QLatin1String("since")) {
+        if (value.isEmpty())
+            return fail();
+        fault.sinceCommand(value.toUtf8());
     } else {
         *error = QStringLiteral("unknown fault option: %1").arg(key);
         return false;
@@ -198,7 +202,19 @@ Fault& Fault::repeated(int count)
     return *this;
 }
 
+Fault& Fault::sinceCommand(const QByteArray& command)
+{
+    since = command;
+    armed = since.isEmpty();
+    return *this;
+}
+
 bool Fault::matches(const QByteArray& command) const
+{
+    return matches(match, command);
+}
+
+bool Fault::matches(const QByteArray& match, const QByteArray& command)
 {
     if (match == "*")
         return true;
@@ -246,9 +262,17 @@ void FaultScript::clear()
 std::optional<Fault> FaultScript::take(const QByteArray& command)
 {
     MutexLocker lock(&mutex_);
+    // A fault waiting for its "since" command is armed by it, for the
+    // commands that follow.
+    QList<bool> waiting;
+    for (Fault& fault : faults_) {
+        waiting << !fault.armed;
+        if (!fault.armed && Fault::matches(fault.since, command))
+            fault.armed = true;
+    }
     for (int i = 0; i < faults_.size(); ++i) {
         Fault& fault = faults_[i];
-        if (!fault.matches(command))
+        if (waiting.at(i) || !fault.matches(command))
             continue;
         const Fault applied = fault;
         if (fault.times > 0 && --fault.times == 0)

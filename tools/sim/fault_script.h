@@ -25,7 +25,10 @@ namespace vireo2::sim {
 //   before/after  raw bytes sent just before / after the packet;
 //   segments   the bytes leave in pieces of these sizes (the rest in one last
 //              piece), `segmentPauseMs` apart;
-//   lengthField   the packet's length field is replaced by this value.
+//   lengthField   the packet's length field is replaced by this value;
+//   since      the fault is in force only once a command matching this text
+//              (same rule as the match) has arrived after the fault was
+//              added; that command itself is answered as usual.
 struct Fault {
     struct Progress {
         int delayMs = 0;
@@ -46,6 +49,8 @@ struct Fault {
     QList<int> segments;
     int segmentPauseMs = 20;
     std::optional<quint32> lengthField;
+    QByteArray since;
+    bool armed = true;
 
     // Builders for tests: Fault::on("meas run").withProgress(500, 20000, 2).
     static Fault on(const QByteArray& match);
@@ -59,8 +64,12 @@ struct Fault {
     Fault& withLengthField(quint32 value);
     Fault& always();
     Fault& repeated(int count);
+    Fault& sinceCommand(const QByteArray& match);
 
     bool matches(const QByteArray& command) const;
+    // The matching rule: `match` equals the whole command or its first word,
+    // ignoring case; "*" matches everything.
+    static bool matches(const QByteArray& match, const QByteArray& command);
 
     // Reads the text form used by "SIM FAULT <text>" (see docs/simulator.md):
     //   <match> [reply=<text>] [progress=<delay>,<wait>,<polls>] [final=<text>]
