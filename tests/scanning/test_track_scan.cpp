@@ -266,9 +266,11 @@ TEST_F(RecordedTrackScan, NothingNewEndsTheScanWithWhatWasRecorded)
     const double lastPosition = lines.last().split(QLatin1Char(',')).value(38).toDouble();
     EXPECT_GT(lastPosition, cut);
     EXPECT_LT(lastPosition, sheet.patchCentre(sheet.patchCount() - 2));
-    // Patches read whole; the one the readings end in may be found or not.
+    // Patches read whole with readings beyond them (a reading is 1.7 mm on,
+    // through a 2 mm aperture); the one the readings end in may be found or
+    // not.
     int whole = 0;
-    while (sheet.patchCentre(whole) + sheet.layout().patchWidth / 2.0 <= lastPosition)
+    while (sheet.patchCentre(whole) + sheet.layout().patchWidth / 2.0 + 3.0 <= lastPosition)
         ++whole;
 
     // Every patch read whole, each with its own colour.
