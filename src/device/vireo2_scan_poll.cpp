@@ -29,7 +29,6 @@ constexpr float kFloor = 0.0001f;
 constexpr int kDrainLimitMs = 2000;
 // Between polls that are answered "more will follow" after the stop.
 constexpr int kDrainPauseMs = 50;
-constexpr qint32 kStatusMoreFollows = 0x05;
 
 
 } // namespace
@@ -79,9 +78,9 @@ StreamPoll Vireo2::pollStreamedData(bool instrumentStopped, qint32* statusOut)
         log_->LogError(errors::kScanData, QStringLiteral("FAILED: Scan data ended prematurely %1").arg(status));
         scanning_->fail();
         return StreamPoll::Failed;
-    case kStatusMoreFollows:
+    case kStatusInProgress:  // more will follow
         return StreamPoll::MoreData;
-    case 0x07:
+    case kStatusNothingNew:
         return StreamPoll::Complete;
     case 0x90: {
         const QByteArray packet = reply.mid(kPacketPrefix);
@@ -141,7 +140,7 @@ bool Vireo2::drainAfterStop()
             return scanning_->state() == Vireo2Scanning::kScanning;
         if (answer != StreamPoll::MoreData || scanning_->state() != Vireo2Scanning::kScanning)
             return false;
-        packets = packets || status != kStatusMoreFollows;
+        packets = packets || status != kStatusInProgress;
         if (elapsed.elapsed() >= kDrainLimitMs) {
             log_->LogErrorOnly(errors::kScanData,
                                QStringLiteral("FAILED: Scan data did not end within %1 ms of Scan Acquire Stop (%2)")
@@ -151,7 +150,7 @@ bool Vireo2::drainAfterStop()
             scanning_->fail();
             return false;
         }
-        if (status == kStatusMoreFollows)
+        if (status == kStatusInProgress)
             QThread::msleep(kDrainPauseMs);
     }
 }
