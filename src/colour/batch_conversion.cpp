@@ -175,18 +175,11 @@ double fastCubeRoot(double x) noexcept
     return halleyCubeRoot<double, std::uint64_t>(x);
 }
 
-// Built twice, for AVX2 and for any x86-64, and chosen when the library is
-// loaded; both give the same values. The choice is an ifunc resolver, which
-// the dynamic loader runs before ThreadSanitizer's runtime is up, so a TSan
-// build (and any compiler without target clones) keeps the one plain build.
-#if defined(__GNUC__) && defined(__x86_64__) && !defined(__SANITIZE_THREAD__)
-#define VIREO2_FOR_AVX2_AND_ANY_X86_64 __attribute__((target_clones("avx2", "default")))
-#else
-#define VIREO2_FOR_AVX2_AND_ANY_X86_64
-#endif
+namespace {
 
-VIREO2_FOR_AVX2_AND_ANY_X86_64
-bool SpectraToLab(const double* spectra, std::size_t count, int index, double* labValues) noexcept
+// The whole batch; built below twice, for AVX2 and for any x86-64.
+inline __attribute__((always_inline)) bool convertAll(const double* spectra, std::size_t count, int index,
+                                                      double* labValues) noexcept
 {
     if (!IsValidIlluminant(index))
         return false;
@@ -200,6 +193,39 @@ bool SpectraToLab(const double* spectra, std::size_t count, int index, double* l
     if (!finite)
         std::fill(labValues, labValues + 3 * count, std::numeric_limits<double>::quiet_NaN());
     return finite;
+}
+
+__attribute__((target("avx2"))) bool convertAllAvx2(const double* spectra, std::size_t count, int index,
+                                                    double* labValues) noexcept
+{
+    return convertAll(spectra, count, index, labValues);
+}
+
+bool convertAllPortable(const double* spectra, std::size_t count, int index, double* labValues) noexcept
+{
+    return convertAll(spectra, count, index, labValues);
+}
+
+bool hasAvx2() noexcept
+{
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2");
+#else
+    return false;
+#endif
+}
+
+} // namespace
+
+// The AVX2 build where the processor has it; both give the same values. (A
+// plain check at the first call rather than an ifunc resolver, which would
+// run before the thread sanitizer's runtime is ready.)
+bool SpectraToLab(const double* spectra, std::size_t count, int index, double* labValues) noexcept
+{
+    static const bool avx2 = hasAvx2();
+    return avx2 ? convertAllAvx2(spectra, count, index, labValues)
+                : convertAllPortable(spectra, count, index, labValues);
 }
 
 } // namespace vireo2::colour
