@@ -12,7 +12,7 @@
 
 #include "bench_stats.h"
 #include "posix_bcp_client.h"
-#include "sim_process.h"
+#include "sim_connection.h"
 #include "vireo2.h"
 
 using namespace vireo2::bench;
@@ -81,12 +81,8 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     SimProcess sim(simulatorProgram());
-    if (!startSimulatorFor(sim, &SetOption))
+    if (!connectToSimulator(sim))
         return 1;
-    if (!Connect()) {
-        std::fprintf(stderr, "Connect: %d %s\n", GetLastErrorCode(), GetLastErrorString());
-        return 1;
-    }
     SetConfiguration("STOP_POLL");  // the status poll would share the socket's time
     PosixBcpClient raw;
     if (!raw.connectTo(sim.port()))

@@ -9,7 +9,7 @@
 #include <ctime>
 
 #include "bench_stats.h"
-#include "sim_process.h"
+#include "sim_connection.h"
 #include "vireo2.h"
 
 using namespace vireo2::bench;
@@ -43,14 +43,10 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     SimProcess sim(simulatorProgram());
-    if (!startSimulatorFor(sim, &SetOption))
+    if (!connectToSimulator(sim))
         return 1;
     std::printf("Idle host process, through the exports, vireo2-sim in its own process\n\n");
     std::printf("| state | CPU, %% of one core |\n|---|---|\n");
-    if (!Connect()) {
-        std::fprintf(stderr, "Connect: %d %s\n", GetLastErrorCode(), GetLastErrorString());
-        return 1;
-    }
     QThread::msleep(500);
     measure("connected, status poll on");
     SetConfiguration("STOP_POLL");

@@ -11,7 +11,7 @@
 
 #include "bench_stats.h"
 #include "posix_bcp_client.h"
-#include "sim_process.h"
+#include "sim_connection.h"
 #include "vireo2.h"
 
 using namespace vireo2::bench;
@@ -73,9 +73,7 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     SimProcess sim(simulatorProgram());
-    if (!startSimulatorFor(sim, &SetOption))
-        return 1;
-    if (!Connect())
+    if (!connectToSimulator(sim))
         return 1;
     SetConfiguration("STOP_POLL");
     PosixBcpClient raw;

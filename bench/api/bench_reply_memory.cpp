@@ -13,7 +13,7 @@
 
 #include "bench_stats.h"
 #include "posix_bcp_client.h"
-#include "sim_process.h"
+#include "sim_connection.h"
 #include "vireo2.h"
 
 using namespace vireo2::bench;
@@ -80,12 +80,8 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     SimProcess sim(simulatorProgram());
-    if (!startSimulatorFor(sim, &SetOption))
+    if (!connectToSimulator(sim))
         return 1;
-    if (!Connect()) {
-        std::fprintf(stderr, "Connect: %d %s\n", GetLastErrorCode(), GetLastErrorString());
-        return 1;
-    }
     SetConfiguration("STOP_POLL");
     const double start = statusMiB("VmRSS:");
     Figures sendCommand, execute, baseline;
