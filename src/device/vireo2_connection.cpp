@@ -60,13 +60,10 @@ bool Vireo2::Connect()
     log_->ProfileMark();
 
     if (trackInUse_) {
-        // A track that does not answer ends this Connect like any other
-        // failure: the device is left disconnected, not half-connecting, so
-        // a later Connect (the track switched on) is tried afresh.
-        if (!connectTrack(QString::fromUtf8(withPort(GetOption(QStringLiteral("TR3_Address")), kTrackPort)))) {
-            connecting_ = false;
+        // A failed track link leaves `connecting_` set on purpose: only a
+        // Disconnect made while switching methods or a new device clears it.
+        if (!connectTrack(QString::fromUtf8(withPort(GetOption(QStringLiteral("TR3_Address")), kTrackPort))))
             return false;
-        }
     }
 
     // Teardown of a failed attempt: this Connect may interrupt itself.
