@@ -156,6 +156,9 @@ VIREO2_API const char* GetSettingOptions(const char* name);
 /** Current value of a setting; "" and 20495 if unknown. */
 VIREO2_API const char* GetOption(const char* name);
 /** Stores a setting (flushed at once); false and 20495 for an invalid one,
+ *  false and 20503 "FAILED setSettingOption: Invalid Value" for a value of
+ *  more than 255 characters, not UTF-8, with control characters, or an
+ *  address whose port is outside 1..65535 (the stored value is kept),
  *  false and 20512 "FAILED setSettingOption: Unable to write PATH" when the
  *  settings file did not reach the disk. */
 VIREO2_API bool SetOption(const char* name, const char* value);
@@ -245,9 +248,11 @@ VIREO2_API bool TransmitJobs(void);                         /* false */
 /** Always 1. */
 VIREO2_API int ScanIsSupported(void);
 /** Configures a scan of `patchCount` patches of `patchWidthMm`; 1 on success.
- *  Track mode: the width must lie within 3.0 to 20.0 mm (21249 otherwise) and
- *  sets the track speed. Instrument mode: sends the instrument's scan screen;
- *  0 when not connected. */
+ *  A negative count fails with 20503 "FAILED scanConfig: Invalid patch
+ *  count", a width that is not a positive finite number with 21249 "FAILED
+ *  scanConfig: Invalid patch width". Track mode: the width must lie within
+ *  3.0 to 20.0 mm (21249 otherwise) and sets the track speed. Instrument
+ *  mode: sends the instrument's scan screen; 0 when not connected. */
 VIREO2_API int ScanConfig(int patchCount, float patchWidthMm);
 /** Arms a scan; 1 on success. Instrument mode: shows the tethered tool with
  *  video targeting and the configured scan screen. */
