@@ -7,6 +7,7 @@
 #include <QTextStream>
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "scanning/scan_host.h"
 #include "scanning/vireo2_scanning.h"
@@ -26,6 +27,9 @@ constexpr int kHeaderFields = 12;
 constexpr double kPositionScale = 1.0;
 constexpr int kBlockFields = 8;  // L*, a*, b*, dE*, Ripple, Position, Sync, Delta
 constexpr qint64 kLongestLine = 64 * 1024;
+// A traverse records at most a few thousand readings (about 1.6 KB a line);
+// a file beyond this is no strip file, and a pipe is not read for ever.
+constexpr qint64 kLargestFile = 16 * 1024 * 1024;
 
 QString fixed(double value, int decimals)
 {
@@ -193,9 +197,11 @@ bool Vireo2Scanning::loadStripDataFromFile(const QString& path, ScanRecordList* 
         log().LogErrorOnly(errors::kStripFile, QStringLiteral("FAILED loadStripDataFromFile: Invalid data format"));
         return false;
     };
-    auto readLine = [&file](QString* line) {
+    qint64 bytesRead = 0;
+    auto readLine = [&file, &bytesRead](QString* line) {
         const QByteArray bytes = file.readLine(kLongestLine);
-        if (bytes.isEmpty() || (!bytes.endsWith('\n') && !file.atEnd()))
+        bytesRead += bytes.size();
+        if (bytes.isEmpty() || (!bytes.endsWith('\n') && !file.atEnd()) || bytesRead > kLargestFile)
             return false;
         *line = QString::fromLatin1(bytes).trimmed();
         return true;
@@ -213,6 +219,9 @@ bool Vireo2Scanning::loadStripDataFromFile(const QString& path, ScanRecordList* 
         if (!ok || !std::isfinite(values[i]))
             return invalid();
     }
+    // The patch count becomes an int.
+    if (values[0] < 0.0 || values[0] > double(std::numeric_limits<int>::max()))
+        return invalid();
     if (!readLine(&line) || line != QLatin1String(kColumnLine).trimmed())
         return invalid();
 

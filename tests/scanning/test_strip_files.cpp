@@ -83,6 +83,8 @@ TEST(StripFiles, LoaderRefusesAnythingElse)
         valid + QByteArray(10000, ',') + "\n",                              // 10,000 columns
         valid.mid(valid.indexOf('\n') + 1),                                 // no header
         "1/2/3\n" + valid.mid(valid.indexOf('\n') + 1),                     // a short header
+        "1e300" + valid.mid(valid.indexOf('/')),                            // a patch count no int holds
+        valid + valid.mid(valid.indexOf('\n', valid.indexOf('\n') + 1) + 1).repeated(10000),  // over 16 MiB
     };
     ScanRecordList records;
     for (int i = 0; i < bad.size(); ++i) {
