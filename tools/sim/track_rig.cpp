@@ -144,9 +144,9 @@ void TrackRig::returnHome()
     move_ = Move{now, positionLocked(now), 0.0, kHomingSpeed, acceleration_};
 }
 
-double TrackRig::positionLocked(qint64 ms) const
+double TrackRig::positionLocked(double ms) const
 {
-    const double travelled = move_.travelled(double(ms - move_.startMs));
+    const double travelled = move_.travelled(ms - double(move_.startMs));
     return move_.to >= move_.from ? move_.from + travelled : move_.from - travelled;
 }
 
@@ -159,8 +159,7 @@ double TrackRig::positionAt(qint64 ms) const
 double TrackRig::positionAtTime(double ms) const
 {
     MutexLocker lock(&mutex_);
-    const double travelled = move_.travelled(ms - double(move_.startMs));
-    return move_.to >= move_.from ? move_.from + travelled : move_.from - travelled;
+    return positionLocked(ms);
 }
 
 double TrackRig::tickAtTime(double ms) const

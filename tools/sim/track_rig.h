@@ -73,7 +73,7 @@ private:
         double speedAfter(double ms) const;
     };
 
-    double positionLocked(qint64 ms) const;
+    double positionLocked(double ms) const;
 
     mutable Mutex mutex_;
     QElapsedTimer clock_;
