@@ -35,7 +35,10 @@ struct Sums {
 // AVX; the lanes compute the same either way.
 typedef double Quad __attribute__((vector_size(32)));
 
-inline Quad loadQuad(const double* values) noexcept
+// Inlined always, like every function that takes or returns a Quad: an
+// out-of-line copy (an unoptimised build) would be compiled for one target
+// and called from the AVX2 build, which passes such vectors differently.
+inline __attribute__((always_inline)) Quad loadQuad(const double* values) noexcept
 {
     Quad quad;
     std::memcpy(&quad, values, sizeof quad);
