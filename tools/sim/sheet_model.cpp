@@ -53,9 +53,9 @@ ReferenceSample flat(const QString& name, double factor)
 // brightened white paper; its reflectance is the paper's times the ink's
 // relative reflectance to the power of the coverage, as halftone tints read
 // to a first approximation.
-std::optional<ReferenceSample> SheetModel::tint(const QString& name, const QString& spec)
+std::optional<ReferenceSample> SheetModel::tint(const QString& name, const QString& inkAndCoverage)
 {
-    const QStringList parts = spec.split(QLatin1Char(':'));
+    const QStringList parts = inkAndCoverage.split(QLatin1Char(':'));
     bool ok = false;
     const double coverage = parts.value(1).toDouble(&ok);
     const auto ink = parts.size() == 2 ? namedSample(parts.at(0)) : std::nullopt;

@@ -63,7 +63,7 @@ public:
     static SheetModel withPatches(const QList<ReferenceSample>& patches, double width);
 
 private:
-    static std::optional<ReferenceSample> tint(const QString& name, const QString& spec);
+    static std::optional<ReferenceSample> tint(const QString& name, const QString& inkAndCoverage);
 
     Layout layout_;
     ReferenceSample paper_;
