@@ -1,4 +1,5 @@
 #include "chart_layout.h"
+#include "it8_file.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -19,10 +20,7 @@
 namespace vireo2::cli::chart {
 namespace {
 
-struct It8Deleter {
-    void operator()(void* handle) const { cmsIT8Free(handle); }
-};
-using It8Handle = std::unique_ptr<void, It8Deleter>;
+using tools::It8Handle;
 
 const QStringList kCmyk{"CMYK_C", "CMYK_M", "CMYK_Y", "CMYK_K"};
 const QStringList kRgb{"RGB_R", "RGB_G", "RGB_B"};
@@ -30,15 +28,7 @@ const QStringList kXyz{"XYZ_X", "XYZ_Y", "XYZ_Z"};
 
 It8Handle load(const QString& path, QString* error)
 {
-    if (!QFile::exists(path)) {
-        *error = QStringLiteral("%1 does not exist").arg(path);
-        return nullptr;
-    }
-    cmsSetLogErrorHandler(nullptr);
-    It8Handle it8(cmsIT8LoadFromFile(nullptr, QFile::encodeName(path).constData()));
-    if (!it8)
-        *error = QStringLiteral("%1 is not a CGATS file").arg(path);
-    return it8;
+    return tools::loadIt8(path, error);
 }
 
 QMap<QString, int> columns(void* it8)

@@ -1,4 +1,5 @@
 #include "printed_chart.h"
+#include "it8_file.h"
 
 #include <QFile>
 #include <QMap>
@@ -8,10 +9,7 @@
 namespace vireo2::sim {
 namespace {
 
-struct It8Deleter {
-    void operator()(void* handle) const { cmsIT8Free(handle); }
-};
-using It8Handle = std::unique_ptr<void, It8Deleter>;
+using tools::It8Handle;
 
 // A smear is drawn in quarters of a patch: ink dragged across it, heaviest
 // where the smear began.
@@ -20,15 +18,7 @@ constexpr double kSmear[kSmearSteps] = {0.7, 0.45, 0.2, 0.05};
 
 It8Handle load(const QString& path, QString* error)
 {
-    if (!QFile::exists(path)) {
-        *error = QStringLiteral("%1 does not exist").arg(path);
-        return nullptr;
-    }
-    cmsSetLogErrorHandler(nullptr);
-    It8Handle it8(cmsIT8LoadFromFile(nullptr, QFile::encodeName(path).constData()));
-    if (!it8)
-        *error = QStringLiteral("%1 is not a CGATS file").arg(path);
-    return it8;
+    return tools::loadIt8(path, error);
 }
 
 QString cell(void* it8, int row, int column)
