@@ -15,7 +15,7 @@ VIREO2_API const char* Execute(const char* commandLine)
         QString line;
         if (!readText(commandLine, "Execute", line))
             return textResult(QByteArray());
-        const CommandAnswer answer = device().executeAnswer(line);
+        const CommandAnswer answer = device().executeAnswer(line, resultDestination());
         return textResult(answer.utf8Block(), answer.utf8Offset());
     } catch (...) {
         return "";
@@ -37,7 +37,8 @@ VIREO2_API int ExecuteBinary(const unsigned char* message, int messageLength, in
 // The one locked export that looks at the lock's outcome: a command is never
 // sent without the lock.
 // The reply goes back as the bytes it arrived in: no conversion of what may
-// be megabytes of text.
+// be megabytes of text, and a large one is read straight into the caller's
+// result buffer.
 VIREO2_API const char* SendCommand(const char* command, int timeoutMs)
 {
     try {
@@ -46,7 +47,7 @@ VIREO2_API const char* SendCommand(const char* command, int timeoutMs)
         QString text;
         if (lock.failed() || !readText(command, "SendCommand", text))
             return textResult(QByteArray());
-        return textResult(d.sendCommandBytes(text, timeoutMs));
+        return textResult(d.sendCommandBytes(text, timeoutMs, resultDestination()));
     } catch (...) {
         return "";
     }

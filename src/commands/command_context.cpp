@@ -6,10 +6,10 @@
 
 namespace vireo2 {
 
-CommandContext::Reply CommandContext::exchange(const QString& command, int timeoutMs)
+CommandContext::Reply CommandContext::exchange(const QString& command, int timeoutMs, ReplyDestination* destination)
 {
     Reply reply;
-    reply.status = host.transact(command, reply.text, timeoutMs);
+    reply.status = host.transact(command, reply.text, timeoutMs, destination);
     return reply;
 }
 
@@ -26,9 +26,9 @@ QString CommandContext::passThrough(const QString& command)
     return passThroughAnswer(command).text();
 }
 
-CommandAnswer CommandContext::passThroughAnswer(const QString& command)
+CommandAnswer CommandContext::passThroughAnswer(const QString& command, ReplyDestination* destination)
 {
-    Reply reply = exchange(command, kShortTimeoutMs);
+    Reply reply = exchange(command, kShortTimeoutMs, destination);
     if (!reply.ok())
         return CommandAnswer::fromUtf8(QByteArray());
     const int offset = responseValueOffset(reply.text);

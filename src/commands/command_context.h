@@ -28,15 +28,16 @@ public:
         bool ok() const { return status == 0; }
     };
 
-    Reply exchange(const QString& command, int timeoutMs = kDefaultTimeoutMs);
+    Reply exchange(const QString& command, int timeoutMs = kDefaultTimeoutMs, ReplyDestination* destination = nullptr);
     // The exchange must succeed (status 0); otherwise raises CommandFailed
     // with the error the exchange recorded.
     QByteArray require(const QString& command, int timeoutMs = kDefaultTimeoutMs);
     // Sends `command` as it stands (3,000 ms) and answers the value part of
     // the reply, "NO VALUE FOUND" when it has none, empty text on failure.
     QString passThrough(const QString& command);
-    // The same answer as the UTF-8 bytes of the reply, left where they came.
-    CommandAnswer passThroughAnswer(const QString& command);
+    // The same answer as the UTF-8 bytes of the reply, left where they came
+    // (in `destination`'s memory when it offers some for a large reply).
+    CommandAnswer passThroughAnswer(const QString& command, ReplyDestination* destination = nullptr);
     // Raises CommandFailed with the error record's current code.
     [[noreturn]] void fail() const;
 

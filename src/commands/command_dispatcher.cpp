@@ -20,7 +20,10 @@ QString faultText(qint32 code)
 
 } // namespace
 
-CommandDispatcher::CommandDispatcher(CommandHost& host) : host_(host) {}
+CommandDispatcher::CommandDispatcher(CommandHost& host, ReplyDestination* replyDestination)
+    : host_(host), replyDestination_(replyDestination)
+{
+}
 
 QString CommandDispatcher::execute(const QString& text)
 {
@@ -99,7 +102,7 @@ QString CommandDispatcher::setModel(const CommandLine& line)
 CommandAnswer CommandDispatcher::runHandler(const Command* command, CommandContext& context)
 {
     if (!command || !command->handler)
-        return context.passThroughAnswer(context.line.text());
+        return context.passThroughAnswer(context.line.text(), replyDestination_);
     if (!context.line.hasRequiredWords(command->requiredWords))
         throw ArgumentFault{errors::kMissingArguments};
     return command->handler(context);

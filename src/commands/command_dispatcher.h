@@ -7,6 +7,7 @@
 namespace vireo2 {
 
 class CommandHost;
+class ReplyDestination;
 class CommandLine;
 class CommandContext;
 struct Command;
@@ -16,7 +17,9 @@ struct Command;
 // answer, empty text a failure whose reason is in the error record.
 class CommandDispatcher {
 public:
-    explicit CommandDispatcher(CommandHost& host);
+    // An instrument reply passed on as the answer is read into memory
+    // `replyDestination` offers, when it is large and one is given.
+    explicit CommandDispatcher(CommandHost& host, ReplyDestination* replyDestination = nullptr);
 
     QString execute(const QString& text);
     // The same answer, as bytes where it is an instrument reply passed on.
@@ -29,6 +32,7 @@ private:
     void closeMenu(CommandContext& context);
 
     CommandHost& host_;
+    ReplyDestination* replyDestination_;
 };
 
 } // namespace vireo2

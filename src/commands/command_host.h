@@ -10,6 +10,7 @@
 namespace vireo2 {
 
 class LogHelper;
+class ReplyDestination;
 class Vireo2Scanning;
 struct DeviceSettings;
 
@@ -45,8 +46,11 @@ public:
     virtual LogHelper& log() = 0;
     virtual const DeviceSettings& settings() const = 0;
 
-    // One instrument exchange (status, or -1 / a library code on failure).
-    virtual qint32 transact(const QString& command, QByteArray& response, int timeoutMs) = 0;
+    // One instrument exchange (status, or -1 / a library code on failure). A
+    // large reply goes into memory `destination` offers (the response is
+    // then a view of it).
+    virtual qint32 transact(const QString& command, QByteArray& response, int timeoutMs,
+                            ReplyDestination* destination = nullptr) = 0;
     // The raw-command operation behind the SendCommand export.
     virtual QString sendCommand(const QString& command, int timeoutMs) = 0;
     virtual bool setOption(const QString& name, const QString& value) = 0;

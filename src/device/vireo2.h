@@ -16,6 +16,7 @@
 namespace vireo2 {
 
 class CTransport;
+class ReplyDestination;
 class CEthernet;
 class USB;
 class Vireo2Scanning;
@@ -61,12 +62,14 @@ public:
     QString Execute(const QString& commandLine) override;
     int ExecuteBinary(const unsigned char* message, int messageLength, int timeoutMs, unsigned char* buffer,
                       int bufferSize) override;
-    // Execute's answer as UTF-8, without converting a passed-on reply.
-    CommandAnswer executeAnswer(const QString& commandLine);
+    // Execute's answer as UTF-8, without converting a passed-on reply (read
+    // into `destination`'s memory when large and one is given).
+    CommandAnswer executeAnswer(const QString& commandLine, ReplyDestination* destination = nullptr);
     // Raw command (vireo2_transact.cpp)
     QString SendCommand(const QString& command, int timeoutMs) override;
-    // The reply of SendCommand as the bytes it came in; empty on failure.
-    QByteArray sendCommandBytes(const QString& command, int timeoutMs);
+    // The reply of SendCommand as the bytes it came in (in `destination`'s
+    // memory when large and one is given); empty on failure.
+    QByteArray sendCommandBytes(const QString& command, int timeoutMs, ReplyDestination* destination = nullptr);
     void init() override;
     // Status poll (vireo2_status.cpp)
     void CheckStatus() override;
@@ -75,9 +78,13 @@ public:
 
     // One command/reply exchange with status parsing, logging and error
     // recording. Returns the instrument status, -1, kNoConnection, kExchangeInProgress or a
-    // transport error code. Length 0 means the command's UTF-8 length.
-    qint32 Transact(const QString& command, QByteArray& response, int timeoutMs, int length = 0);
-    qint32 transactOnce(const QString& command, QByteArray& response, int timeoutMs, int length, QString* noReplyCause);
+    // transport error code. Length 0 means the command's UTF-8 length. A
+    // large reply goes into memory `destination` offers, if any; the
+    // response is then a view of it.
+    qint32 Transact(const QString& command, QByteArray& response, int timeoutMs, int length = 0,
+                    ReplyDestination* destination = nullptr);
+    qint32 transactOnce(const QString& command, QByteArray& response, int timeoutMs, int length, QString* noReplyCause,
+                        ReplyDestination* destination);
     // The last Transact got no reply: it returned a library or transport
     // code (USB's are errno values, so the number alone does not tell).
     bool lastTransactHadNoReply() const { return noReply_; }

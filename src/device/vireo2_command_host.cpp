@@ -43,9 +43,10 @@ const DeviceSettings& Vireo2CommandHost::settings() const
     return device_.settings();
 }
 
-qint32 Vireo2CommandHost::transact(const QString& command, QByteArray& response, int timeoutMs)
+qint32 Vireo2CommandHost::transact(const QString& command, QByteArray& response, int timeoutMs,
+                                   ReplyDestination* destination)
 {
-    return device_.Transact(command, response, timeoutMs);
+    return device_.Transact(command, response, timeoutMs, 0, destination);
 }
 
 QString Vireo2CommandHost::sendCommand(const QString& command, int timeoutMs)

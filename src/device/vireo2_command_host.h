@@ -14,7 +14,8 @@ public:
     LogHelper& log() override;
     const DeviceSettings& settings() const override;
 
-    qint32 transact(const QString& command, QByteArray& response, int timeoutMs) override;
+    qint32 transact(const QString& command, QByteArray& response, int timeoutMs,
+                    ReplyDestination* destination = nullptr) override;
     QString sendCommand(const QString& command, int timeoutMs) override;
     bool setOption(const QString& name, const QString& value) override;
     int calibrationStatus() override;

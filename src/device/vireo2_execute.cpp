@@ -11,10 +11,10 @@ QString Vireo2::Execute(const QString& commandLine)
     return CommandDispatcher(host).execute(commandLine);
 }
 
-CommandAnswer Vireo2::executeAnswer(const QString& commandLine)
+CommandAnswer Vireo2::executeAnswer(const QString& commandLine, ReplyDestination* destination)
 {
     Vireo2CommandHost host(*this);
-    return CommandDispatcher(host).answer(commandLine);
+    return CommandDispatcher(host, destination).answer(commandLine);
 }
 
 } // namespace vireo2

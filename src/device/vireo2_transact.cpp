@@ -66,6 +66,13 @@ QString loggableReply(const QByteArray& reply)
     return QString::fromUtf8(reply.constData(), cut) + QStringLiteral("... (%1 bytes)").arg(reply.size());
 }
 
+// A reply kept beyond the exchange gets bytes of its own: the response may
+// be a view of memory the caller will reuse.
+QByteArray ownCopy(const QByteArray& reply)
+{
+    return QByteArray(reply.constData(), reply.size());
+}
+
 QString hexStatus(qint32 status)
 {
     return QString::asprintf("<%02X>", unsigned(status));
@@ -73,17 +80,18 @@ QString hexStatus(qint32 status)
 
 } // namespace
 
-qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeoutMs, int length)
+qint32 Vireo2::Transact(const QString& command, QByteArray& response, int timeoutMs, int length,
+                        ReplyDestination* destination)
 {
     QString noReplyCause;
-    const qint32 status = transactOnce(command, response, timeoutMs, length, &noReplyCause);
+    const qint32 status = transactOnce(command, response, timeoutMs, length, &noReplyCause, destination);
     noReply_ = !noReplyCause.isEmpty();
     noReplyCause_ = noReplyCause;
     return status;
 }
 
 qint32 Vireo2::transactOnce(const QString& command, QByteArray& response, int timeoutMs, int length,
-                            QString* noReplyCause)
+                            QString* noReplyCause, ReplyDestination* destination)
 {
     // Every way out without a reply says why, for the callers' own messages.
     *noReplyCause = errors::kNoConnection.message();
@@ -129,7 +137,7 @@ qint32 Vireo2::transactOnce(const QString& command, QByteArray& response, int ti
     if (!transport)
         return errors::kNoConnection;
     response.clear();
-    if (!transport->SendReceive(bytes.constData(), response, timeoutMs, length)) {
+    if (!transport->SendReceive(bytes.constData(), response, timeoutMs, length, destination)) {
         const qint32 code = transport->GetErrorCode();
         *noReplyCause = transport->GetErrorMessage();
         log_->LogError(code, *noReplyCause);
@@ -169,7 +177,7 @@ qint32 Vireo2::transactOnce(const QString& command, QByteArray& response, int ti
         if (!polledKey.isEmpty()) {
             if (lastPolledReply_.value(polledKey) != response)
                 log_->LogExchange();
-            lastPolledReply_.insert(polledKey, response);
+            lastPolledReply_.insert(polledKey, ownCopy(response));
             return status;
         }
         log_->LogExchange();
@@ -180,7 +188,7 @@ qint32 Vireo2::transactOnce(const QString& command, QByteArray& response, int ti
     if (lower == QLatin1String("meas done?")) {
         if (log_->debug() && lastPolledReply_.value(polledKey) != response)
             log_->LogExchange();
-        lastPolledReply_.insert(polledKey, response);
+        lastPolledReply_.insert(polledKey, ownCopy(response));
         log_->setError(status, hexStatus(status));
         return status;
     }
@@ -212,10 +220,10 @@ QString Vireo2::SendCommand(const QString& command, int timeoutMs)
     return QString::fromUtf8(sendCommandBytes(command, timeoutMs));
 }
 
-QByteArray Vireo2::sendCommandBytes(const QString& command, int timeoutMs)
+QByteArray Vireo2::sendCommandBytes(const QString& command, int timeoutMs, ReplyDestination* destination)
 {
     QByteArray response;
-    const qint32 status = Transact(command, response, qMax(timeoutMs, 3000), 0);
+    const qint32 status = Transact(command, response, qMax(timeoutMs, 3000), 0, destination);
     return status == 0 ? response : QByteArray();
 }
 

@@ -24,7 +24,8 @@ QByteArray pollCommand(const QString& lastCommand, const char* suffix)
 
 } // namespace
 
-bool CTransport::transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode)
+bool CTransport::transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode,
+                          ReplyDestination*)
 {
     if (!(packetMode ? Send(bytes, length) : SendRaw(bytes, length)))
         return false;
@@ -32,7 +33,7 @@ bool CTransport::transfer(const char* bytes, int length, QByteArray& response, i
 }
 
 bool CTransport::exchange(const char* command, QByteArray& response, int timeoutMs, int length,
-                          const PollingDialect& dialect, bool packetMode)
+                          const PollingDialect& dialect, bool packetMode, ReplyDestination* destination)
 {
     QElapsedTimer timer;
     timer.start();
@@ -47,7 +48,7 @@ bool CTransport::exchange(const char* command, QByteArray& response, int timeout
         return true;
     };
 
-    if (!transfer(command, length, response, timeoutMs, packetMode) || response.isEmpty())
+    if (!transfer(command, length, response, timeoutMs, packetMode, destination) || response.isEmpty())
         return false;
 
     qint32 delayMs = 0;
@@ -71,7 +72,8 @@ bool CTransport::exchange(const char* command, QByteArray& response, int timeout
         // A poll's reply is not waited for beyond the deadline, except for
         // the floor every poll gets.
         const qint64 pollTimeoutMs = qMin(receiveTimeoutMs, qMax(deadlineMs - timer.elapsed(), kPollTimeoutFloorMs));
-        if (!transfer(poll.constData(), poll.size(), response, boundedReplyTimeout(int(pollTimeoutMs)), packetMode))
+        if (!transfer(poll.constData(), poll.size(), response, boundedReplyTimeout(int(pollTimeoutMs)), packetMode,
+                      destination))
             return false;
         receiveTimeoutMs = qMax(receiveTimeoutMs - timer.elapsed(), kPollTimeoutFloorMs);
         delayMs = kLaterPollDelayMs;

@@ -11,6 +11,8 @@
 
 namespace vireo2 {
 
+class ReplyDestination;
+
 // Byte channel to the instrument. Every command and reply travels as one BCP
 // packet: 0x7E, 4-byte big-endian payload length, payload, 0x7F.
 // Concrete channels: USB (libusb bulk transfers) and CEthernet (TCP).
@@ -31,8 +33,11 @@ public:
     virtual int Receive(QByteArray& output, int timeoutMs) = 0;
     // Receive, then validate and unwrap one BCP packet.
     virtual bool RecvPacket(QByteArray& output, int timeoutMs) = 0;
-    // One command/reply exchange including "done?" polling.
-    virtual bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length) = 0;
+    // One command/reply exchange including "done?" polling. A large reply
+    // is read into memory `destination` offers, if the transport can; the
+    // response is then a view of it.
+    virtual bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length,
+                             ReplyDestination* destination = nullptr) = 0;
     virtual void SetPacketMode(bool on);
     virtual void Noop();
     virtual void SetError(qint32 code, const QString& message) = 0;
@@ -77,12 +82,14 @@ protected:
     // The command/reply exchange shared by both transports: send, receive and,
     // while the instrument reports status 5, poll with "<word><suffix>".
     bool exchange(const char* command, QByteArray& response, int timeoutMs, int length,
-                  const PollingDialect& dialect, bool packetMode);
+                  const PollingDialect& dialect, bool packetMode, ReplyDestination* destination = nullptr);
     // One step of an exchange: writes `bytes` (framed in packet mode) and
     // reads the reply into `response`, with the outcomes and errors of
     // Send/SendRaw followed by RecvPacket/Receive. A transport may do both in
-    // one go; this default calls them in turn.
-    virtual bool transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode);
+    // one go, and read into `destination`'s memory; this default calls them
+    // in turn and reads into the response's own array.
+    virtual bool transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode,
+                          ReplyDestination* destination);
 
     // Stores the error pair; several host threads may fail at once (one
     // exchange refused as busy while another fails), so the pair is written

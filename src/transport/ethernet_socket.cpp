@@ -178,11 +178,10 @@ bool EthernetSocket::dropLateReply(bool packetMode)
 {
     using State = bcp::PacketAssembler::State;
     while (packetMode && assembler_.state() == State::Complete) {
-        const QByteArray& body = assembler_.body();
-        const int payloadSize = int(assembler_.expected()) - bcp::kOverhead;
-        if (!owner_->owedReplies().settledBy(QByteArray::fromRawData(body.constData(), payloadSize)))
+        const qint64 payloadSize = assembler_.expected() - bcp::kOverhead;
+        if (!owner_->owedReplies().settledBy(QByteArray::fromRawData(assembler_.bodyData(), int(payloadSize))))
             return false;
-        const QByteArray rest = body.mid(payloadSize + 1);
+        const QByteArray rest(assembler_.bodyData() + payloadSize + 1, int(assembler_.bodySize() - payloadSize - 1));
         assembler_.reset(packetMode);
         if (rest.isEmpty())
             return true;
@@ -212,9 +211,10 @@ bool EthernetSocket::takeAvailable()
     return took || count > 0;
 }
 
-int EthernetSocket::read(int timeoutMs, bool packetMode)
+int EthernetSocket::read(int timeoutMs, bool packetMode, ReplyDestination* destination)
 {
     assembler_.reset(packetMode);
+    assembler_.offer(destination);
     if (refused_ || !owner_->IsConnected())
         return 0;
     QElapsedTimer timer;

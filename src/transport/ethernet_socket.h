@@ -25,7 +25,7 @@ public:
     static constexpr int kReadinessWaitMs = 2000;
     static constexpr int kReadChunk = 1000000;
     // How far a read looks past the end of the packet for trailing bytes.
-    static constexpr int kSurplusLook = 64 * 1024;
+    static constexpr qint64 kSurplusLook = bcp::PacketAssembler::kSurplusLook;
 
     explicit EthernetSocket(CEthernet* owner) : owner_(owner) {}
     ~EthernetSocket();
@@ -38,7 +38,8 @@ public:
     bool connectTo(const QString& address);
     bool write(const char* bytes, int length);
     // Reads one reply into the assembler; returns its size, 0 when none came.
-    int read(int timeoutMs, bool packetMode);
+    // A large reply's body goes into memory `destination` offers, if any.
+    int read(int timeoutMs, bool packetMode, ReplyDestination* destination = nullptr);
     // Drops the connection; with `refuse`, writes and reads fail until the
     // next connect.
     void drop(bool refuse = false);
@@ -51,8 +52,8 @@ public:
     // that a closed connection is noticed even when nobody is talking.
     void checkIdle();
 
-    // The last reply: its header, and its body, which is swapped out to the
-    // requester (whose old array becomes the next buffer).
+    // The last reply: its header, and its body, which is handed to the
+    // requester without a copy (PacketAssembler::handBodyTo).
     bcp::PacketAssembler& reply() { return assembler_; }
 
 private:

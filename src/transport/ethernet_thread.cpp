@@ -68,7 +68,8 @@ int EthernetThread::read(QByteArray& output, int timeoutMs, bool packetMode)
 }
 
 EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int length, QByteArray& header,
-                                                        QByteArray& body, int timeoutMs, bool packetMode)
+                                                        QByteArray& body, int timeoutMs, bool packetMode,
+                                                        ReplyDestination* destination)
 {
     MutexLocker requester(&submitMutex_);
     {
@@ -77,6 +78,7 @@ EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int le
         writeLength_ = length;
         readTimeoutMs_ = timeoutMs;
         readPacketMode_ = packetMode;
+        readDestination_ = destination;
     }
     submit(Request::WriteThenRead);
     MutexLocker lock(&mutex_);
@@ -87,8 +89,7 @@ EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int le
     // Hand the body over without copying; the worker keeps the caller's old
     // array as its next buffer.
     header = socket_.reply().header();
-    body.swap(socket_.reply().body());
-    return Transfer::Read;
+    return socket_.reply().handBodyTo(body) ? Transfer::ReadIntoDestination : Transfer::Read;
 }
 
 void EthernetThread::disconnectAndClose()
@@ -286,8 +287,9 @@ void EthernetThread::serveWriteThenRead()
     // seen during the write is settled first, and then there is no read.
     settlePeerClosed();
     const bool readable = written && owner_->IsConnected();
-    const int count = readable ? socket_.read(readTimeoutMs_, readPacketMode_) : 0;
+    const int count = readable ? socket_.read(readTimeoutMs_, readPacketMode_, readDestination_) : 0;
     MutexLocker lock(&mutex_);
+    readDestination_ = nullptr;
     result_ = written;
     readRan_ = readable;
     readCount_ = count;

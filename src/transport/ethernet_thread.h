@@ -36,15 +36,17 @@ public:
     bool write(const char* bytes, int length);
     // Reads one reply into `output`, all its bytes. Returns their number.
     int read(QByteArray& output, int timeoutMs, bool packetMode);
-    // How far a write-then-read request got.
-    enum class Transfer { WriteFailed, NotConnectedToRead, Read };
+    // How far a write-then-read request got. ReadIntoDestination: as Read,
+    // with the body a view of the memory the destination offered.
+    enum class Transfer { WriteFailed, NotConnectedToRead, Read, ReadIntoDestination };
     // write() followed by read() in a single hand-over, as an exchange does
     // them; a disconnection noticed during the write is settled before the
     // read would start. When the read ran, `header` receives the reply's
     // first five bytes and `body` the rest, swapped out of the worker: a
-    // packet's payload is handed on where it was read.
+    // packet's payload is handed on where it was read (in the memory
+    // `destination` offers, when the reply is large and it offers some).
     Transfer writeThenRead(const char* bytes, int length, QByteArray& header, QByteArray& body, int timeoutMs,
-                           bool packetMode);
+                           bool packetMode, ReplyDestination* destination = nullptr);
     // Drops the connection and leaves write and read requests refused until
     // the next connect.
     void disconnectAndClose();
@@ -102,6 +104,7 @@ private:
     int writeLength_ = 0;
     int readTimeoutMs_ = 0;
     bool readPacketMode_ = true;
+    ReplyDestination* readDestination_ = nullptr;
     int readCount_ = 0;
     bool readRan_ = false;
 

@@ -169,7 +169,8 @@ bool CEthernet::checkPacket(bcp::Validity validity)
 
 // Send or SendRaw, then RecvPacket or Receive, with their outcomes and errors;
 // the worker thread is handed the pair at once.
-bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode)
+bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode,
+                         ReplyDestination* destination)
 {
     const auto thread = currentThread();
     if (!IsConnected() || !thread) {
@@ -181,7 +182,11 @@ bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, in
     owedReplies_.sent(bytes, size);
     const QByteArray packet = packetMode ? bcp::frame(bytes, size) : QByteArray::fromRawData(bytes, size);
     QByteArray header;
-    switch (thread->writeThenRead(packet.constData(), packet.size(), header, response, timeoutMs, packetMode_)) {
+    // Only a packet's body can stay where it was read: a raw reply gets its
+    // header put back in front.
+    bool view = false;
+    switch (thread->writeThenRead(packet.constData(), packet.size(), header, response, timeoutMs, packetMode_,
+                                  packetMode ? destination : nullptr)) {
     case EthernetThread::Transfer::WriteFailed:
         return false;
     case EthernetThread::Transfer::NotConnectedToRead:
@@ -189,6 +194,9 @@ bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, in
         SetError(errors::kReceiveNotConnected);
         return false;
     case EthernetThread::Transfer::Read:
+        break;
+    case EthernetThread::Transfer::ReadIntoDestination:
+        view = true;
         break;
     }
     // Nothing came when not even a header did.
@@ -200,12 +208,17 @@ bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, in
     }
     if (!checkPacket(bcp::validate(header, response, bcp::LengthRule::Exact)))
         return false;
-    // The end byte; the header is already apart.
-    response.chop(1);
+    // The end byte; the header is already apart. A view is cut by making a
+    // shorter view (chop() would copy it into an array of its own).
+    if (view)
+        response = QByteArray::fromRawData(response.constData(), response.size() - 1);
+    else
+        response.chop(1);
     return true;
 }
 
-bool CEthernet::SendReceive(const char* command, QByteArray& response, int timeoutMs, int length)
+bool CEthernet::SendReceive(const char* command, QByteArray& response, int timeoutMs, int length,
+                            ReplyDestination* destination)
 {
     bool idle = false;
     if (!exchangeBusy.compare_exchange_strong(idle, true)) {
@@ -213,7 +226,7 @@ bool CEthernet::SendReceive(const char* command, QByteArray& response, int timeo
         return false;
     }
     BusyFlagGuard clearOnExit;
-    return exchange(command, response, timeoutMs, length, kEthernetDialect, packetMode_);
+    return exchange(command, response, timeoutMs, length, kEthernetDialect, packetMode_, destination);
 }
 
 void CEthernet::SetPacketMode(bool on)

@@ -28,7 +28,8 @@ public:
     bool Send(const char* bytes, int length) override;
     int Receive(QByteArray& output, int timeoutMs) override;
     bool RecvPacket(QByteArray& output, int timeoutMs) override;
-    bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length) override;
+    bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length,
+                     ReplyDestination* destination = nullptr) override;
     void SetPacketMode(bool on) override;
     using CTransport::SetError;
     void SetError(qint32 code, const QString& message) override;
@@ -47,7 +48,8 @@ public:
 
 protected:
     // Write and read in one hand-over to the worker thread.
-    bool transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode) override;
+    bool transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode,
+                  ReplyDestination* destination) override;
 
 private:
     // The worker, created when missing. Operations hold their own reference

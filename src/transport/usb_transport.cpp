@@ -238,7 +238,8 @@ bool USB::receivePacket(QByteArray& output, int timeoutMs)
     return true;
 }
 
-bool USB::SendReceive(const char* command, QByteArray& response, int timeoutMs, int length)
+// USB replies arrive in the transport's own receive buffer: no destination.
+bool USB::SendReceive(const char* command, QByteArray& response, int timeoutMs, int length, ReplyDestination*)
 {
     return exchange(command, response, timeoutMs, length, kUsbDialect, packetMode_);
 }

@@ -41,7 +41,8 @@ public:
     bool Send(const char* bytes, int length) override;
     int Receive(QByteArray& output, int timeoutMs) override;
     bool RecvPacket(QByteArray& output, int timeoutMs) override;
-    bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length) override;
+    bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length,
+                     ReplyDestination* destination = nullptr) override;
     using CTransport::SetError;
     void SetError(qint32 code, const QString& message) override;
 

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "api/text_result.h"
+#include "transport/reply_destination.h"
 
 using vireo2::textResult;
 
@@ -97,6 +98,43 @@ TEST(TextResult, ALargeTextsMemoryIsGivenBackAfterTheNextText)
         textResult(QStringLiteral("done"));
         EXPECT_STREQ(third, "done");
         EXPECT_STREQ(first, "done");
+    });
+    thread.join();
+}
+
+// A large reply read into the memory the buffer offers is handed back where
+// it lies: the status words an Execute answer leaves out are skipped by
+// pointing past them, and once a pointer has been handed out the next reply
+// is read where its text will be in place. A text that starts elsewhere in
+// the reply is moved to the block's place, so every kept pointer shows it.
+TEST(TextResult, AReplyReadIntoTheOfferedMemoryIsNotCopied)
+{
+    std::thread thread([] {
+        const QByteArray reply = "BLOB 0x00 " + QByteArray(3 * 1024 * 1024, 'v');
+        auto readReply = [&](const QByteArray& bytes) {
+            char* memory = vireo2::resultDestination()->reserve(bytes.size() + 1);
+            EXPECT_NE(memory, nullptr);
+            std::memcpy(memory, bytes.constData(), size_t(bytes.size()));
+            return QByteArray::fromRawData(memory, bytes.size());
+        };
+        QByteArray view = readReply(reply);
+        const char* executeText = textResult(view, 10);
+        EXPECT_EQ(executeText, view.constData() + 10) << "no copy";
+        EXPECT_EQ(std::strlen(executeText), size_t(reply.size() - 10));
+
+        view = readReply(reply);
+        EXPECT_EQ(textResult(view, 10), executeText) << "read where the text is in place";
+
+        view = readReply(reply);
+        const char* whole = textResult(view);
+        EXPECT_EQ(whole, executeText) << "moved to the block's place";
+        EXPECT_EQ(std::string(whole, 20), std::string(reply.constData(), 20));
+        view = readReply(reply);
+        EXPECT_EQ(textResult(view), executeText);
+        EXPECT_EQ(std::strlen(executeText), size_t(reply.size()));
+
+        textResult(QStringLiteral("M0"));
+        EXPECT_STREQ(executeText, "M0");
     });
     thread.join();
 }

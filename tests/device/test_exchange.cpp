@@ -1,6 +1,8 @@
 // The command exchange seen through SendCommand and the operations that use
 // it: statuses, error records, transport failures and re-entry.
 #include <QElapsedTimer>
+#include <cstring>
+#include <string>
 #include <QThread>
 #include <thread>
 
@@ -193,6 +195,67 @@ TEST_F(ExchangeTest, SilentInstrumentIsWaitedForAtMostTheLongestReplyWait)
     EXPECT_LT(timer.elapsed(), 35000);  // plus at most the link's two 2 s readiness rounds
     // A TCP read that timed out is reported as the empty packet it left.
     EXPECT_TRUE(hasError(0x5006, "RecvPacket: Incorrect Packet length"));
+}
+
+
+// The simulator's blob: N bytes of "b", every 64th a digit counting up.
+QByteArray blob(int size)
+{
+    QByteArray bytes(size, 'b');
+    for (int i = 0; i < size; i += 64)
+        bytes[i] = char('0' + (i / 64) % 10);
+    return bytes;
+}
+
+// Large replies are read straight into the caller's text buffer. Whatever
+// the order of SendCommand (whole reply) and Execute (its value part), each
+// result is the reply as sent, a pointer kept from the first large result
+// shows the start of each newer one, and a later small text replaces them.
+// The sizes cross the point from which a reply goes into the text buffer
+// (a 1 MiB body), with the text itself just below and above the size that
+// still lives in an ordinary block.
+TEST_F(ExchangeTest, LargeRepliesReachTheCallerWholeWhicheverExportAsked)
+{
+    const char* first = SendCommand("blob get 3000000", 3000);
+    ASSERT_EQ(std::strlen(first), 3000010u);
+    const struct {
+        bool viaExecute;
+        int size;
+    } calls[] = {{true, 3000000}, {true, 2500000}, {false, 2500000}, {false, 5000000}, {true, 1048565},
+                 {false, 1048565}, {true, 1048566}, {false, 1048567}, {true, 4000000}};
+    for (const auto& call : calls) {
+        SCOPED_TRACE(std::to_string(call.size) + (call.viaExecute ? " Execute" : " SendCommand"));
+        const QByteArray command = "blob get " + QByteArray::number(call.size);
+        const QByteArray expected = call.viaExecute ? blob(call.size) : "BLOB 0x00 " + blob(call.size);
+        const char* text = call.viaExecute ? Execute(command.constData()) : SendCommand(command.constData(), 3000);
+        ASSERT_EQ(std::strlen(text), size_t(expected.size()));
+        EXPECT_TRUE(std::memcmp(text, expected.constData(), size_t(expected.size())) == 0);
+        const size_t shown = std::strlen(first);
+        EXPECT_GT(shown, 1000u);
+        EXPECT_TRUE(std::memcmp(first, expected.constData(), shown) == 0) << "the kept pointer shows the newer text";
+        EXPECT_TRUE(hasError(0, "<00>"));  // a text result of its own
+    }
+    EXPECT_STREQ(SendCommand("SerialNum Get Cal", 0), kCalPlaque);
+    EXPECT_STREQ(first, kCalPlaque);
+}
+
+// A large reply that fails, or comes only after "in progress" polls, is
+// read into the buffer like any other: the failure answers empty text, the
+// polled reply arrives whole.
+TEST_F(ExchangeTest, LargeRepliesAfterPollsOrWithAFailingStatus)
+{
+    const QByteArray large = blob(2000000);
+    script("probe", "PROBE 0x3c " + large);
+    EXPECT_STREQ(SendCommand("probe", 3000), "");
+    EXPECT_TRUE(hasError(0x3C, "FAILED: Status Error 3C"));
+    script("probe", "PROBE 0x3c " + large);
+    EXPECT_STREQ(Execute("probe"), "");
+    EXPECT_TRUE(hasError(0x3C, "FAILED: Status Error 3C"));
+
+    sim_.faults().add(Fault::on("bigop").withProgress(10, 1000, 2, "BIGOP 0x00 " + large));
+    const char* text = Execute("bigop now");
+    ASSERT_EQ(std::strlen(text), size_t(large.size()));
+    EXPECT_TRUE(std::memcmp(text, large.constData(), size_t(large.size())) == 0);
 }
 
 } // namespace

@@ -5,10 +5,14 @@
 
 #include "transport/bcp_packet.h"
 #include "transport/packet_assembler.h"
+#include "transport/reply_destination.h"
+
+#include <vector>
 
 namespace bcp = vireo2::bcp;
 using bcp::Validity;
 using State = bcp::PacketAssembler::State;
+using vireo2::ReplyDestination;
 
 namespace {
 
@@ -44,6 +48,15 @@ TEST(BcpValidate, LengthRulesOfBothLinks)
     }
 }
 
+namespace {
+
+QByteArray bodyOf(const bcp::PacketAssembler& assembler)
+{
+    return QByteArray(assembler.bodyData(), int(assembler.bodySize()));
+}
+
+} // namespace
+
 // (Noise, pieces and trailing bytes are covered end to end by the TCP tests.)
 TEST(PacketAssembler, ResetKeepsTheBlockOfEarlierRepliesAndSetsTheMode)
 {
@@ -51,11 +64,11 @@ TEST(PacketAssembler, ResetKeepsTheBlockOfEarlierRepliesAndSetsTheMode)
     const QByteArray packet = bcp::frame(QByteArray(100000, 'p'));
     assembler.reset(true);
     assembler.append(packet.constData(), packet.size());
-    const char* block = assembler.body().constData();
+    const char* block = assembler.bodyData();
     assembler.reset(false);  // without packet mode nothing is skipped
     assembler.append("abcdefg", 7);
     EXPECT_EQ(assembler.packet(), QByteArray("abcdefg"));
-    EXPECT_EQ(assembler.body().constData(), block);
+    EXPECT_EQ(assembler.bodyData(), block);
 }
 
 // The header is kept apart wherever the chunks cut it, so the body holds the
@@ -74,9 +87,9 @@ TEST(PacketAssembler, KeepsTheHeaderApartAndReadsTheBodyInPlace)
     const QByteArray rest = packet.mid(10) + "surplus";
     memcpy(assembler.room(100), rest.constData(), size_t(rest.size()));
     EXPECT_EQ(assembler.commit(rest.size()), State::Complete);
-    EXPECT_EQ(assembler.body(), "payload of a reply\x7Fsurplus");
-    EXPECT_EQ(bcp::validate(assembler.header(), assembler.body(), bcp::LengthRule::Exact), Validity::Invalid);
-    EXPECT_EQ(bcp::validate(assembler.header(), assembler.body(), bcp::LengthRule::AtMost), Validity::Valid);
+    EXPECT_EQ(bodyOf(assembler), "payload of a reply\x7Fsurplus");
+    EXPECT_EQ(bcp::validate(assembler.header(), bodyOf(assembler), bcp::LengthRule::Exact), Validity::Invalid);
+    EXPECT_EQ(bcp::validate(assembler.header(), bodyOf(assembler), bcp::LengthRule::AtMost), Validity::Valid);
     EXPECT_EQ(bcp::validate(assembler.header(), QByteArray(), bcp::LengthRule::Exact), Validity::TooShort);
 }
 
@@ -93,7 +106,9 @@ TEST(PacketAssembler, LengthsAboveThePayloadCapAreRefusedAtTheHeader)
         qToBigEndian(length, packet.data() + 1);
         EXPECT_EQ(assembler.append(packet.constData(), packet.size()), state) << length;
         EXPECT_EQ(assembler.append("more", 4), state) << length;
-        EXPECT_LT(assembler.body().capacity(), 1 << 20);
+        QByteArray body;
+        assembler.handBodyTo(body);
+        EXPECT_LT(body.capacity(), 1 << 20);
     }
 }
 
@@ -116,3 +131,112 @@ TEST(TakePacket, SplitsAStreamAndDiscardsAHostileOne)
 }
 
 } // namespace
+
+namespace {
+
+// Offers one block of memory and counts the questions.
+class OfferedBlock : public ReplyDestination {
+public:
+    explicit OfferedBlock(bool decline = false) : decline_(decline) {}
+    char* reserve(qint64 bytes) override
+    {
+        ++asked;
+        askedFor = bytes;
+        if (decline_)
+            return nullptr;
+        memory.resize(size_t(bytes));
+        return memory.data();
+    }
+    std::vector<char> memory;
+    int asked = 0;
+    qint64 askedFor = 0;
+
+private:
+    bool decline_;
+};
+
+// Feeds `packet` as a socket read would: header first, then chunks read
+// into room() with the surplus look.
+State readInPieces(bcp::PacketAssembler& assembler, const QByteArray& packet, int chunk)
+{
+    assembler.append(packet.constData(), bcp::kHeaderSize);
+    State state = State::Incomplete;
+    for (int at = bcp::kHeaderSize; at < packet.size() && state == State::Incomplete; at += chunk) {
+        const int count = qMin(chunk, packet.size() - at);
+        memcpy(assembler.room(count + bcp::PacketAssembler::kSurplusLook), packet.constData() + at, size_t(count));
+        state = assembler.commit(count);
+    }
+    return state;
+}
+
+} // namespace
+
+// A large body is read into the memory offered for it, asked once for all
+// of it (plus the surplus look) after the first bytes past the header; the
+// body is then handed on as a view of that memory.
+TEST(PacketAssembler, ALargeBodyIsReadIntoOfferedMemory)
+{
+    const QByteArray payload = QByteArray(3 << 20, 'x') + "end";
+    const QByteArray packet = bcp::frame(payload);
+    OfferedBlock offered;
+    bcp::PacketAssembler assembler;
+    assembler.reset(true);
+    assembler.offer(&offered);
+    ASSERT_EQ(readInPieces(assembler, packet, 100000), State::Complete);
+    EXPECT_EQ(offered.asked, 1);
+    EXPECT_EQ(offered.askedFor, payload.size() + 1 + bcp::PacketAssembler::kSurplusLook);
+    EXPECT_EQ(assembler.bodyData(), offered.memory.data());
+    QByteArray body("old");
+    EXPECT_TRUE(assembler.handBodyTo(body));
+    EXPECT_EQ(body.constData(), offered.memory.data());
+    EXPECT_EQ(body, payload + '\x7F');
+}
+
+// Small bodies, a header alone and a declined offer keep the assembler's
+// own array; a body that outgrows its offered memory moves back into it.
+TEST(PacketAssembler, OtherBodiesStayInTheAssemblersOwnArray)
+{
+    {
+        OfferedBlock offered;
+        bcp::PacketAssembler assembler;
+        assembler.reset(true);
+        assembler.offer(&offered);
+        ASSERT_EQ(readInPieces(assembler, bcp::frame(QByteArray(500000, 's')), 65536), State::Complete);
+        EXPECT_EQ(offered.asked, 0) << "a small reply";
+    }
+    {
+        OfferedBlock offered;
+        bcp::PacketAssembler assembler;
+        assembler.reset(true);
+        assembler.offer(&offered);
+        QByteArray header("\x7E\0\0\0\0", 5);
+        qToBigEndian(bcp::kMaxPayload, header.data() + 1);
+        assembler.append(header.constData(), header.size());
+        EXPECT_EQ(offered.asked, 0) << "a header alone reserves nothing";
+    }
+    {
+        OfferedBlock declining(true);
+        const QByteArray packet = bcp::frame(QByteArray(2 << 20, 'd'));
+        bcp::PacketAssembler assembler;
+        assembler.reset(true);
+        assembler.offer(&declining);
+        ASSERT_EQ(readInPieces(assembler, packet, 300000), State::Complete);
+        QByteArray body;
+        EXPECT_FALSE(assembler.handBodyTo(body));
+        EXPECT_EQ(body, packet.mid(bcp::kHeaderSize));
+    }
+    {
+        OfferedBlock offered;
+        const QByteArray packet = bcp::frame(QByteArray(2 << 20, 'o'));
+        bcp::PacketAssembler assembler;
+        assembler.reset(true);
+        assembler.offer(&offered);
+        ASSERT_EQ(readInPieces(assembler, packet, 300000), State::Complete);
+        const QByteArray trailing(200000, 't');  // more than the surplus look
+        memcpy(assembler.room(trailing.size()), trailing.constData(), size_t(trailing.size()));
+        assembler.commit(trailing.size());
+        QByteArray body;
+        EXPECT_FALSE(assembler.handBodyTo(body));
+        EXPECT_EQ(body, packet.mid(bcp::kHeaderSize) + trailing);
+    }
+}

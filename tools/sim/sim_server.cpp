@@ -7,12 +7,54 @@
 #include <QTcpSocket>
 #include <QThread>
 
+#ifdef Q_OS_UNIX
+#include <cerrno>
+#include <poll.h>
+#include <sys/socket.h>
+#endif
+
 #include "transport/packet_assembler.h"
 
 namespace vireo2::sim {
 namespace {
 
 constexpr int kWriteTimeoutMs = 5000;
+// Segments from this size on leave straight from the (cached) packet.
+constexpr int kDirectWriteFrom = 1 << 20;
+
+// Writes a large segment to the descriptor without copying it into the
+// socket's write buffer first: a ready reply of megabytes then costs the
+// simulator no more than the kernel's own copy, so a benchmark against it
+// measures the client. False when the peer is gone or the write stalls
+// for kWriteTimeoutMs.
+bool writeDirect(qintptr descriptor, const QByteArray& bytes)
+{
+#ifdef Q_OS_UNIX
+    const char* next = bytes.constData();
+    qint64 left = bytes.size();
+    QElapsedTimer timer;
+    timer.start();
+    while (left > 0) {
+        const ssize_t sent = ::send(int(descriptor), next, size_t(left), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent > 0) {
+            next += sent;
+            left -= sent;
+            continue;
+        }
+        if (sent < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)
+            return false;
+        const qint64 waitMs = kWriteTimeoutMs - timer.elapsed();
+        pollfd writable{int(descriptor), POLLOUT, 0};
+        if (waitMs <= 0 || ::poll(&writable, 1, int(waitMs)) <= 0 || (writable.revents & (POLLERR | POLLHUP)))
+            return false;
+    }
+    return true;
+#else
+    Q_UNUSED(descriptor);
+    Q_UNUSED(bytes);
+    return false;
+#endif
+}
 
 // Hands accepted descriptors out instead of creating sockets here, so that
 // each client's socket is created on the thread that serves it.
@@ -236,7 +278,15 @@ bool SimServer::deliver(QTcpSocket& socket, const Client& client, const ReplyPla
     for (int i = 0; i < plan.segments.size(); ++i) {
         if (i > 0 && !pause(plan.segmentPauseMs, client))
             return false;
-        socket.write(plan.segments.at(i));
+        const QByteArray& segment = plan.segments.at(i);
+#ifdef Q_OS_UNIX
+        if (segment.size() >= kDirectWriteFrom && socket.bytesToWrite() == 0) {
+            if (!writeDirect(socket.socketDescriptor(), segment))
+                return false;
+            continue;
+        }
+#endif
+        socket.write(segment);
         QElapsedTimer timer;
         timer.start();
         while (socket.bytesToWrite() > 0) {
