@@ -17,6 +17,9 @@ constexpr size_t kInitialCapacity = 4096;
 // Texts up to this size live in ordinary blocks that are kept; larger ones
 // get pages of their own, given back after use.
 constexpr size_t kLargestKeptText = 1024 * 1024;
+// How far into fresh pages a large reply is read (more than the status words
+// before an Execute answer take).
+constexpr size_t kLandingSlack = 256;
 
 // One block of a thread's result buffer: ordinary memory, or pages that can
 // be given back. Once a pointer into it has been handed out, its text always
@@ -117,12 +120,18 @@ public:
     char* reserve(qint64 bytes)
     {
         const size_t page = ResultPages::pageSize();
-        // Room for the reply, its zero and the move to the block's place.
+        // Room for the reply, its zero, the slack and the move to the
+        // block's place.
         Block& block = largeBlockFor(size_t(bytes) + 1 + page);
         // Read where the text will be in place when it starts as far into
         // the reply as the last one did (the status words an Execute answer
-        // leaves out).
-        landing_ = block.handedOut() && block.textAt() >= lead_ ? block.textAt() - lead_ : 0;
+        // leaves out). Into a fresh block, a little way in: the first text
+        // fixes the block's place, and the slack lets later replies whose
+        // text starts further in still land with their text in place.
+        if (!block.handedOut())
+            landing_ = kLandingSlack;
+        else
+            landing_ = block.textAt() >= lead_ ? block.textAt() - lead_ : 0;
         // A reader of an earlier pointer never runs past the pages while the
         // reply overwrites the text it showed.
         block.bytes()[block.reserved() - 1] = '\0';
