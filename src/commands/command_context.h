@@ -11,15 +11,16 @@
 namespace vireo2 {
 
 // What one Execute call hands its handler: the device, the line, the lock
-// held for it, and the menu-open flag that makes the dispatcher close the
-// instrument's menu after the handler.
+// held for it, the menu-open flag that makes the dispatcher close the
+// instrument's menu after the handler, and what the device does after it.
 class CommandContext {
 public:
     CommandContext(CommandHost& host, const CommandLine& line) : host(host), line(line) {}
 
     // Exchange timeout of the housekeeping commands unless stated otherwise.
     static constexpr int kDefaultTimeoutMs = 5000;
-    // Timeout of pass-through and settings commands.
+    // Timeout of pass-through and settings commands, and the least a
+    // SendCommand waits.
     static constexpr int kShortTimeoutMs = 3000;
 
     struct Reply {
@@ -45,6 +46,9 @@ public:
     const CommandLine& line;
     std::unique_ptr<PortHold> port;
     bool menuOpen = false;
+    // What the device is to do once the line is done (the dispatcher hands
+    // it on with the answer).
+    DeviceFollowUp followUp;
 };
 
 } // namespace vireo2

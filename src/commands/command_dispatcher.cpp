@@ -81,21 +81,23 @@ CommandAnswer CommandDispatcher::run(const QString& text)
         return QString();
     CommandAnswer result = runHandler(findCommand(line), context);
     closeMenu(context);
+    result.followUp = context.followUp;
     return result;
 }
 
 // "vireotr3" is the instrument on its track: both flags. "tr3" marks only
 // the track. The model flag is compared with the mixed-case "Vireo2" after
 // lower-casing, which never matches; that is the established behaviour.
-QString CommandDispatcher::setModel(const CommandLine& line)
+CommandAnswer CommandDispatcher::setModel(const CommandLine& line)
 {
     if (line.size() < 2 || line.word(1).isEmpty())
         throw ArgumentFault{errors::kMissingArguments};
     const QString model = line.word(1).toLower();
     const bool trackAttached = model == QLatin1String("vireotr3") || model == QLatin1String("tr3");
     const bool trackModel = model == QLatin1String("vireotr3") || model == QLatin1String("Vireo2");
-    host_.setModel(trackAttached, trackModel);
-    return QStringLiteral("<00>");
+    CommandAnswer answer(QStringLiteral("<00>"));
+    answer.followUp.model = DeviceFollowUp::ModelChoice{trackAttached, trackModel};
+    return answer;
 }
 
 // Unknown words and rows without a handler go to the instrument as typed.

@@ -27,7 +27,7 @@ public:
 
 private:
     CommandAnswer run(const QString& text);
-    QString setModel(const CommandLine& line);
+    CommandAnswer setModel(const CommandLine& line);
     CommandAnswer runHandler(const Command* command, CommandContext& context);
     void closeMenu(CommandContext& context);
 

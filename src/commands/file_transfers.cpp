@@ -119,11 +119,8 @@ QString systemUpdate(CommandContext& context)
     log.WriteLine(QStringLiteral("SYSTEM UPDATE CASE"));
     log.WriteLine(QStringLiteral("FILE PATH ") + path);
     CommandHost& host = context.host;
-    host.setTransferComplete(false);
-    auto finish = [&host](const QString& result) {
-        host.setTransferComplete(true);
-        return result;
-    };
+    // Cleared for the whole update, set again on every way out.
+    const TransferUnderway underway(host.marks());
     // A check runs only until it finds the lock taken (this command holds
     // it), so one that is still running after a few seconds is stuck.
     QElapsedTimer waited;
@@ -132,7 +129,7 @@ QString systemUpdate(CommandContext& context)
         if (waited.elapsed() >= kStatusCheckWaitMs) {
             log.LogErrorOnly(errors::kStatusCheckRunning,
                              errors::kStatusCheckRunning.message() + QStringLiteral(" after %1 ms").arg(waited.elapsed()));
-            return finish(kUpdateFailed);
+            return kUpdateFailed;
         }
         log.WriteLine(QStringLiteral("Waiting for checkstatus"));
         QThread::msleep(kPollMs);
@@ -140,7 +137,7 @@ QString systemUpdate(CommandContext& context)
     QByteArray image;
     if (!readTransferFile(context, path, "systemUpdate", &image)) {
         log.WriteLine(QStringLiteral("UPDATE FILE TOO LARGE"));
-        return finish(kUpdateFailed);
+        return kUpdateFailed;
     }
     const QList<QByteArray> packets = transfer::pushMessages(image, QStringLiteral("system update"), kPacketBytes);
     image.clear();
@@ -149,16 +146,16 @@ QString systemUpdate(CommandContext& context)
         log.WriteLine(QStringLiteral("SYSTEM UPDATE SENDING PACKET: %1 of %2").arg(i).arg(packets.size()));
         if (!host.isConnected()) {
             log.WriteLine(QStringLiteral("DISCONNECTED"));
-            return finish(kUpdateFailed);
+            return kUpdateFailed;
         }
         QByteArray reply;
         if (!sendRaw(context, packets.at(i), kPacketTimeoutMs, &reply))
-            return finish(kUpdateFailed);
+            return kUpdateFailed;
         replies += QString::fromUtf8(reply);
         const qint32 status = ParseStatus(reply);
-        if (status != 0 && status != 5 && status != 7) {
+        if (!transfer::pushContinues(status)) {
             log.WriteLine(QStringLiteral("BAD STATUS: %1").arg(status));
-            return finish(kUpdateFailed);
+            return kUpdateFailed;
         }
         QElapsedTimer timer;
         timer.start();
@@ -172,11 +169,11 @@ QString systemUpdate(CommandContext& context)
         }
         if (!digested) {
             log.WriteLine(QStringLiteral("Transfer of update file to device failed with error code : ") + replies);
-            return finish(replies);
+            return replies;
         }
     }
     log.WriteLine(QStringLiteral("Transfer of update file to device completed sucessfully."));
-    return finish(kUpdateDone);
+    return kUpdateDone;
 }
 
 } // namespace vireo2

@@ -142,7 +142,7 @@ QString scanGet(CommandContext& context)
 {
     if (context.line.word(2) != QLatin1String("preparedness"))
         return QString();
-    return context.host.preparednessCounter() == 0 ? QStringLiteral("1") : QStringLiteral("0");
+    return context.host.marks().preparednessCounter == 0 ? QStringLiteral("1") : QStringLiteral("0");
 }
 
 // tasklist paper 0|1: either value marks the paper task; the answer is
@@ -151,7 +151,7 @@ QString taskListPaper(CommandContext& context)
 {
     const QString value = context.line.word(2);
     if (value == QLatin1String("0") || value == QLatin1String("1"))
-        context.host.setPaperTask(true);
+        context.host.marks().paperTask = true;
     return QString();
 }
 

@@ -57,7 +57,9 @@ QString sendCommand(CommandContext& context)
     }
     if (command.isEmpty())
         throw ArgumentFault{errors::kMissingArguments};
-    return context.host.sendCommand(command, timeoutMs);
+    // The same operation as the SendCommand export (its lock is this line's).
+    const CommandContext::Reply reply = context.exchange(command, qMax(timeoutMs, CommandContext::kShortTimeoutMs));
+    return reply.ok() ? QString::fromUtf8(reply.text) : QString();
 }
 
 QString batteryState(CommandContext& context)

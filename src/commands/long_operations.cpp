@@ -58,10 +58,10 @@ QString startLongOperation(CommandContext& context)
     const Command* operation = words.size() >= 2 && !words.at(1).isEmpty() ? findLongOperation(words.at(1)) : nullptr;
     if (!operation)
         throw ArgumentFault{errors::kInvalidArgument};
-    // The worker takes the lock itself for the whole operation; it gets the
-    // operation's name and argument.
+    // The worker takes the lock itself for the whole operation; the device
+    // starts it once the line is done, with the operation's name and argument.
     context.port->release();
-    context.host.startLongOperation(operation->flags & kNeedsFile, words.mid(1));
+    context.followUp.longOperation = DeviceFollowUp::LongOperationStart{bool(operation->flags & kNeedsFile), words.mid(1)};
     return QStringLiteral("<00>");
 }
 

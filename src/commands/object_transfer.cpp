@@ -4,6 +4,7 @@
 #include <QThread>
 
 #include "commands/command_context.h"
+#include "commands/device_marks.h"
 #include "transport/reply_parser.h"
 
 namespace vireo2::transfer {
@@ -21,12 +22,12 @@ constexpr int kListLaterMs = 2000;
 constexpr int kEditSendMs = 10000;
 constexpr int kEditCommandMs = 5000;
 
+} // namespace
+
 bool pushContinues(qint32 status)
 {
-    return status == 0 || status == 5 || status == 7;
+    return status == 0 || status == kStatusInProgress || status == kStatusNothingNew;
 }
-
-} // namespace
 
 bool payloadOf(const QByteArray& reply, QByteArray* payload)
 {
@@ -69,19 +70,14 @@ QList<QByteArray> pushMessages(const QByteArray& object, const QString& prefix, 
 QString push(CommandContext& context, const QByteArray& object, const QString& prefix, const QString& closing,
              int chunkSize)
 {
-    CommandHost& host = context.host;
-    host.setTransferComplete(false);
+    const TransferUnderway underway(context.host.marks());
     for (const QByteArray& message : pushMessages(object, prefix, chunkSize)) {
         QByteArray reply;
         sendRaw(context, message, kChunkTimeoutMs, &reply);
-        if (!pushContinues(ParseStatus(reply))) {
-            host.setTransferComplete(true);
+        if (!pushContinues(ParseStatus(reply)))
             return QString::fromUtf8(reply);
-        }
     }
-    const CommandContext::Reply closed = context.exchange(closing, kClosingTimeoutMs);
-    host.setTransferComplete(true);
-    return QString::fromUtf8(closed.text);
+    return QString::fromUtf8(context.exchange(closing, kClosingTimeoutMs).text);
 }
 
 QString fetch(CommandContext& context, const Fetch& how)

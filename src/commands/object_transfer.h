@@ -19,6 +19,9 @@ namespace transfer {
 QString push(CommandContext& context, const QByteArray& object, const QString& prefix, const QString& closing,
              int chunkSize);
 
+// Whether a push goes on after a chunk's reply status: 0, 5 and 7 do.
+bool pushContinues(qint32 status);
+
 // The chunk headers of a push, for its tests: the whole messages in order.
 QList<QByteArray> pushMessages(const QByteArray& object, const QString& prefix, int chunkSize);
 

@@ -28,27 +28,27 @@ QString scanConfig(CommandContext& context)
 
 QString scanGetStatus(CommandContext& context)
 {
-    return QString::number(context.host.scanGetStatus());
+    return QString::number(context.host.scans().scanGetStatus());
 }
 
 QString scanAbort(CommandContext& context)
 {
-    return context.host.scanAbort() ? QStringLiteral("<00>") : QString();
+    return context.host.scans().scanAbort() ? QStringLiteral("<00>") : QString();
 }
 
 QString scanGetCount(CommandContext& context)
 {
-    return QString::number(context.host.scanGetCount());
+    return QString::number(context.host.scans().scanGetCount());
 }
 
 QString scanGetData(CommandContext& context)
 {
-    return context.host.scanGetData(indexArgument(context.line.word(1)), indexArgument(context.line.word(2)));
+    return context.host.scans().scanGetData(indexArgument(context.line.word(1)), indexArgument(context.line.word(2)));
 }
 
 QString scanIsSupported(CommandContext& context)
 {
-    return context.host.scanIsSupported() ? QStringLiteral("1") : QStringLiteral("0");
+    return context.host.scans().scanIsSupported() ? QStringLiteral("1") : QStringLiteral("0");
 }
 
 } // namespace vireo2

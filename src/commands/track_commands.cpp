@@ -55,7 +55,7 @@ void drainPaperReadings(CommandContext& context)
 {
     QElapsedTimer timer;
     timer.start();
-    while (context.host.pollStreamedScan() == StreamPoll::MoreData) {
+    while (context.host.scans().pollStreamedScan() == StreamPoll::MoreData) {
         if (timer.elapsed() > kPaperDrainLimitMs) {
             context.host.log().LogErrorOnly(
                 errors::kReceiveTimeout,
@@ -69,7 +69,7 @@ void drainPaperReadings(CommandContext& context)
 
 QString scanStart(CommandContext& context)
 {
-    if (!context.host.scanStart())
+    if (!context.host.scans().scanStart())
         context.fail();
     return QStringLiteral("<00>");
 }
@@ -79,7 +79,7 @@ QString scanStart(CommandContext& context)
 // Builds patches from what was recorded and answers "<00>".
 QString autoScanConfig(CommandContext& context)
 {
-    Vireo2Scanning& engine = context.host.scanning();
+    Vireo2Scanning& engine = context.host.scans().scanning();
     if (!engine.autoConfigure(context.line.words()))
         context.fail();
     const QString acquire = context.line.word(2);
@@ -102,14 +102,14 @@ QString autoScanConfig(CommandContext& context)
 // acquisition and the traverse; the status poll follows the scan from there.
 QString autoScanStart(CommandContext& context)
 {
-    Vireo2Scanning& engine = context.host.scanning();
+    Vireo2Scanning& engine = context.host.scans().scanning();
     if (!engine.prepareTrackScan(context.line.words()))
         context.fail();
     if (engine.state() == Vireo2Scanning::kStopped)
         return QStringLiteral("<00>");
     LogHelper& log = context.host.log();
     if (context.host.calibrationStatus() != 0) {
-        context.host.scanAbort();
+        context.host.scans().scanAbort();
         log.LogErrorOnly(errors::kTrackNeedsCalibration, errors::kTrackNeedsCalibration.message());
         throw CommandFailed{errors::kTrackNeedsCalibration};
     }
@@ -141,7 +141,7 @@ QString multiStripConfig(CommandContext& context)
         throw ArgumentFault{errors::kInvalidArgument};
     if (width > 0.0 && double(count) * width > Vireo2Scanning::kMaximumTraverse)
         throw ArgumentFault{errors::kInvalidArgument};
-    if (!context.host.scanning().configure(count, width))
+    if (!context.host.scans().scanning().configure(count, width))
         context.fail();
     return QStringLiteral("<00>");
 }
@@ -149,7 +149,7 @@ QString multiStripConfig(CommandContext& context)
 QString goHome(CommandContext& context)
 {
     context.exchange(QStringLiteral("Scan Acquire Stop"), kAcquireTimeoutMs);
-    if (!context.host.scanning().home())
+    if (!context.host.scans().scanning().home())
         context.fail();
     return QStringLiteral("<00>");
 }
@@ -157,20 +157,20 @@ QString goHome(CommandContext& context)
 // "tr3 CODE": the track's raw reply; empty text when the track refused.
 QString tr3Command(CommandContext& context)
 {
-    return context.host.scanning().passThrough(context.line.word(1));
+    return context.host.scans().scanning().passThrough(context.line.word(1));
 }
 
 QString charging(CommandContext& context)
 {
     const bool on = context.line.word(1).toLower() == QLatin1String("on");
-    return context.host.scanning().passThrough(QLatin1String(on ? tr3::kChargingOn : tr3::kChargingOff));
+    return context.host.scans().scanning().passThrough(QLatin1String(on ? tr3::kChargingOn : tr3::kChargingOff));
 }
 
 // "autoscanpaper L A B": the paper's colour, used instead of the one taken
 // from the sheet's margin.
 QString autoScanPaper(CommandContext& context)
 {
-    context.host.scanning().setPaperReference(numberArgument(context.line.word(1)), numberArgument(context.line.word(2)),
+    context.host.scans().scanning().setPaperReference(numberArgument(context.line.word(1)), numberArgument(context.line.word(2)),
                                               numberArgument(context.line.word(3)));
     return QStringLiteral("<00>");
 }
@@ -183,7 +183,7 @@ QString autoScanUnusedPatches(CommandContext& context)
     const int limit = context.line.word(1).toInt(&ok);
     if (!ok || limit < 0)
         throw ArgumentFault{errors::kInvalidArgument};
-    context.host.scanning().setPatchLimit(limit);
+    context.host.scans().scanning().setPatchLimit(limit);
     return QStringLiteral("<00>");
 }
 
@@ -192,7 +192,7 @@ QString scanPosition(CommandContext& context)
 {
     bool ok = false;
     const int index = context.line.word(1).toInt(&ok);
-    const ScanRecordList measurements = context.host.scanning().measurements();
+    const ScanRecordList measurements = context.host.scans().scanning().measurements();
     if (!ok || index < 0 || index >= int(measurements.size()))
         throw ArgumentFault{errors::kInvalidArgument};
     return QString::number(measurements[size_t(index)][ScanRecord::kPosition], 'f', 4);
@@ -200,7 +200,7 @@ QString scanPosition(CommandContext& context)
 
 QString scanFile(CommandContext& context)
 {
-    const QString result = context.host.scanning().replayScanFile(context.line.word(1));
+    const QString result = context.host.scans().scanning().replayScanFile(context.line.word(1));
     if (result.isEmpty())
         context.fail();
     return result;
@@ -208,19 +208,19 @@ QString scanFile(CommandContext& context)
 
 QString autoScanSheetLength(CommandContext& context)
 {
-    const Vireo2Scanning& engine = context.host.scanning();
+    const Vireo2Scanning& engine = context.host.scans().scanning();
     return millimetres(engine.farSheetEdge() - engine.sheetEdge());
 }
 
 QString autoScanPatchOffset(CommandContext& context)
 {
-    const Vireo2Scanning& engine = context.host.scanning();
+    const Vireo2Scanning& engine = context.host.scans().scanning();
     return millimetres(engine.patchOffset() - engine.sheetEdge());
 }
 
 QString autoScanSheetEdge(CommandContext& context)
 {
-    return millimetres(context.host.scanning().sheetEdge());
+    return millimetres(context.host.scans().scanning().sheetEdge());
 }
 
 } // namespace vireo2

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "commands/command_answer.h"
+#include "commands/device_marks.h"
 #include "device/nerva.h"
 #include "scanning/stream_poll.h"
 #include "settings/settings_store.h"
@@ -65,6 +66,9 @@ public:
     // Execute's answer as UTF-8, without converting a passed-on reply (read
     // into `destination`'s memory when large and one is given).
     CommandAnswer executeAnswer(const QString& commandLine, ReplyDestination* destination = nullptr);
+    // What a line's answer asks of the device once the line is done.
+    void carryOut(const DeviceFollowUp& followUp);
+    void startLongOperation(bool needsFile, const QStringList& words);
     // Raw command (vireo2_transact.cpp)
     QString SendCommand(const QString& command, int timeoutMs) override;
     // The reply of SendCommand as the bytes it came in (in `destination`'s
@@ -243,9 +247,7 @@ protected:
     // Command interface
     std::atomic<bool> trackModel_{false};    // the instrument is the track model ("setmodel")
     std::atomic<bool> m0m1Compliant_{false}; // no identification reply reports it yet
-    std::atomic<qint32> preparednessCounter_{0};
-    std::atomic<bool> transferComplete_{true};  // cleared while an object push runs
-    std::atomic<bool> paperTask_{false};     // "tasklist paper"
+    DeviceMarks commandMarks_;  // the command handlers' marks
     // Every long operation started, newest last: a host may still ask the
     // last one for its progress, so none is released before the device.
     Mutex workerMutex_;

@@ -49,11 +49,6 @@ qint32 Vireo2CommandHost::transact(const QString& command, QByteArray& response,
     return device_.Transact(command, response, timeoutMs, 0, destination);
 }
 
-QString Vireo2CommandHost::sendCommand(const QString& command, int timeoutMs)
-{
-    return device_.SendCommand(command, timeoutMs);
-}
-
 bool Vireo2CommandHost::setOption(const QString& name, const QString& value)
 {
     return device_.SetOption(name, value);
@@ -91,22 +86,6 @@ LongOperation* Vireo2CommandHost::longOperation()
     return device_.workerThread_;
 }
 
-// The previous worker is kept (finished or not) until the device goes.
-void Vireo2CommandHost::startLongOperation(bool needsFile, const QStringList& words)
-{
-    MutexLocker lock(&device_.workerMutex_);
-    device_.workers_.push_back(std::make_unique<WorkerThread>(&device_, needsFile, words));
-    device_.workerThread_ = device_.workers_.back().get();
-    device_.workerThread_->start(QThread::InheritPriority);
-}
-
-void Vireo2CommandHost::setModel(bool trackAttached, bool trackModel)
-{
-    device_.trackInUse_ = trackAttached;
-    device_.trackModel_ = trackModel;
-    device_.init();
-}
-
 bool Vireo2CommandHost::isM0M1Compliant() const
 {
     return device_.m0m1Compliant_;
@@ -117,14 +96,9 @@ QString Vireo2CommandHost::takeScanRequested()
     return device_.scanning()->takeScanRequested() ? QStringLiteral("1") : QStringLiteral("0");
 }
 
-int Vireo2CommandHost::preparednessCounter() const
+DeviceMarks& Vireo2CommandHost::marks()
 {
-    return device_.preparednessCounter_;
-}
-
-void Vireo2CommandHost::setPaperTask(bool on)
-{
-    device_.paperTask_ = on;
+    return device_.commandMarks_;
 }
 
 int Vireo2CommandHost::scanIsSupported()
@@ -176,11 +150,6 @@ int Vireo2CommandHost::executeBinary(const QByteArray& message, int timeoutMs, Q
 QString Vireo2CommandHost::option(const QString& name)
 {
     return device_.GetOption(name);
-}
-
-void Vireo2CommandHost::setTransferComplete(bool complete)
-{
-    device_.transferComplete_ = complete;
 }
 
 bool Vireo2CommandHost::statusCheckRunning() const

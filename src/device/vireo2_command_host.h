@@ -6,8 +6,9 @@ namespace vireo2 {
 
 class Vireo2;
 
-// The Vireo2 device as the command dispatcher sees it: one per Execute call.
-class Vireo2CommandHost : public CommandHost {
+// The Vireo2 device as the command dispatcher sees it, scan operations
+// included: one per Execute call.
+class Vireo2CommandHost : public CommandHost, private ScanOperations {
 public:
     explicit Vireo2CommandHost(Vireo2& device) : device_(device) {}
 
@@ -16,7 +17,6 @@ public:
 
     qint32 transact(const QString& command, QByteArray& response, int timeoutMs,
                     ReplyDestination* destination = nullptr) override;
-    QString sendCommand(const QString& command, int timeoutMs) override;
     bool setOption(const QString& name, const QString& value) override;
     int calibrationStatus() override;
     QString aperture() const override;
@@ -25,14 +25,17 @@ public:
     std::unique_ptr<PortHold> lockPort() override;
 
     LongOperation* longOperation() override;
-    void startLongOperation(bool needsFile, const QStringList& words) override;
 
-    void setModel(bool trackAttached, bool trackModel) override;
     bool isM0M1Compliant() const override;
     QString takeScanRequested() override;
-    int preparednessCounter() const override;
-    void setPaperTask(bool on) override;
+    DeviceMarks& marks() override;
+    ScanOperations& scans() override { return *this; }
+    int executeBinary(const QByteArray& message, int timeoutMs, QByteArray* reply) override;
+    QString option(const QString& name) override;
+    bool statusCheckRunning() const override;
+    bool isConnected() override;
 
+private:
     int scanIsSupported() override;
     int scanGetStatus() override;
     int scanAbort() override;
@@ -41,13 +44,7 @@ public:
     int scanStart() override;
     Vireo2Scanning& scanning() override;
     StreamPoll pollStreamedScan() override;
-    int executeBinary(const QByteArray& message, int timeoutMs, QByteArray* reply) override;
-    QString option(const QString& name) override;
-    void setTransferComplete(bool complete) override;
-    bool statusCheckRunning() const override;
-    bool isConnected() override;
 
-private:
     Vireo2& device_;
 };
 

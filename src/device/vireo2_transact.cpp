@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QThread>
 
+#include "commands/command_context.h"
 #include "device/error_record_keeper.h"
 #include "transport/ctransport.h"
 #include "transport/reply_parser.h"
@@ -223,7 +224,7 @@ QString Vireo2::SendCommand(const QString& command, int timeoutMs)
 QByteArray Vireo2::sendCommandBytes(const QString& command, int timeoutMs, ReplyDestination* destination)
 {
     QByteArray response;
-    const qint32 status = Transact(command, response, qMax(timeoutMs, 3000), 0, destination);
+    const qint32 status = Transact(command, response, qMax(timeoutMs, CommandContext::kShortTimeoutMs), 0, destination);
     return status == 0 ? response : QByteArray();
 }
 
