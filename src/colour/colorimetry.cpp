@@ -18,6 +18,17 @@ double labFunction(double t) noexcept
     return lab::f(t, [](double v) { return std::cbrt(v); });
 }
 
+// Tristimulus values relative to the illuminant's white, the common first
+// step of L*a*b* and Hunter Lab.
+struct RelativeXYZ {
+    double x, y, z;
+};
+
+RelativeXYZ relativeToWhite(double X, double Y, double Z, const IlluminantWhite& white) noexcept
+{
+    return {X / white.Xn, Y / white.Yn, Z / white.Zn};
+}
+
 Triple labDifference(const double* standard, const double* sample, int index) noexcept
 {
     const Triple a = SpectrumToLab(standard, index, false);
@@ -52,12 +63,9 @@ Triple XYZToLab(double X, double Y, double Z, int index) noexcept
 {
     if (!IsValidIlluminant(index))
         return {0.0, 0.0, 0.0};
-    const IlluminantWhite& white = WhitePoint(index);
-    const double x = X / white.Xn;
-    const double y = Y / white.Yn;
-    const double z = Z / white.Zn;
-    const double fy = labFunction(y);
-    return {lab::lightness(y, fy), 500.0 * (labFunction(x) - fy), 200.0 * (fy - labFunction(z))};
+    const RelativeXYZ r = relativeToWhite(X, Y, Z, WhitePoint(index));
+    const double fy = labFunction(r.y);
+    return {lab::lightness(r.y, fy), 500.0 * (labFunction(r.x) - fy), 200.0 * (fy - labFunction(r.z))};
 }
 
 Triple XYZToHunterLab(double X, double Y, double Z, int index) noexcept
@@ -65,13 +73,11 @@ Triple XYZToHunterLab(double X, double Y, double Z, int index) noexcept
     if (!IsValidIlluminant(index))
         return {0.0, 0.0, 0.0};
     const IlluminantWhite& white = WhitePoint(index);
-    const double x = X / white.Xn;
-    const double y = Y / white.Yn;
-    const double z = Z / white.Zn;
-    const double r = std::sqrt(y);
-    if (r == 0.0)
+    const RelativeXYZ r = relativeToWhite(X, Y, Z, white);
+    const double root = std::sqrt(r.y);
+    if (root == 0.0)
         return {0.0, 0.0, 0.0};
-    return {100.0 * r, white.Ka * (x - y) / r, white.Kb * (y - z) / r};
+    return {100.0 * root, white.Ka * (r.x - r.y) / root, white.Kb * (r.y - r.z) / root};
 }
 
 Triple SpectrumToLab(const double* spectrum, int index, bool hunter) noexcept

@@ -97,9 +97,8 @@ QString getLibraryJson(CommandContext& context)
     transfer::Fetch how;
     how.request = QStringLiteral("colorlibrary get JSON ") + context.line.word(1);
     how.requestTimeoutMs = 30000;
-    how.firstReceive = QStringLiteral("colorlibrary receive !");
+    how.receive = QStringLiteral("colorlibrary receive");
     how.firstTimeoutMs = 30000;
-    how.laterReceive = QStringLiteral("colorlibrary receive");
     how.resultPrefix = QStringLiteral("COLORLIBRARY 0x00 |");
     return transfer::fetch(context, how);
 }
@@ -108,8 +107,7 @@ QString getJobTemplate(CommandContext& context)
 {
     transfer::Fetch how;
     how.request = QStringLiteral("jobtemplate get JSON ") + context.line.word(1);
-    how.firstReceive = QStringLiteral("jobtemplate receive !");
-    how.laterReceive = QStringLiteral("jobtemplate receive");
+    how.receive = QStringLiteral("jobtemplate receive");
     return transfer::fetch(context, how);
 }
 
@@ -118,9 +116,8 @@ QString getTool(CommandContext& context)
     transfer::Fetch how;
     how.request = QStringLiteral("tool export %1 %2").arg(context.line.word(1), context.line.word(2));
     how.requestTimeoutMs = 10000;
-    how.firstReceive = QStringLiteral("tool receive !");
+    how.receive = QStringLiteral("tool receive");
     how.firstTimeoutMs = 30000;
-    how.laterReceive = QStringLiteral("tool receive");
     how.resultPrefix = QStringLiteral("TOOL 0x00 |");
     return transfer::fetch(context, how);
 }
@@ -128,9 +125,8 @@ QString getTool(CommandContext& context)
 QString getLog(CommandContext& context)
 {
     transfer::Fetch how;
-    how.firstReceive = QStringLiteral("log acquire !");
+    how.receive = QStringLiteral("log acquire");
     how.firstTimeoutMs = 30000;
-    how.laterReceive = QStringLiteral("log acquire");
     how.resultPrefix = QStringLiteral("LOG 0x00 |");
     how.timeoutAnswer = QStringLiteral("RECEIVE_TIMEOUT");
     return transfer::fetch(context, how);
@@ -140,8 +136,7 @@ QString digitalLoupeList(CommandContext& context)
 {
     transfer::Fetch how;
     how.request = QStringLiteral("digitalloupe list");
-    how.firstReceive = QStringLiteral("digitalloupe receive !");
-    how.laterReceive = QStringLiteral("digitalloupe receive");
+    how.receive = QStringLiteral("digitalloupe receive");
     return transfer::fetch(context, how);
 }
 
@@ -150,8 +145,7 @@ QString screenBitmap(CommandContext& context)
     transfer::Fetch how;
     how.request = QStringLiteral("screen capture");
     how.requestTimeoutMs = 3000;
-    how.firstReceive = QStringLiteral("screen receive !");
-    how.laterReceive = QStringLiteral("screen receive");
+    how.receive = QStringLiteral("screen receive");
     how.laterTimeoutMs = 5000;
     how.resultPrefix = QStringLiteral("SCREEN 0x00 |");
     how.deadlineMs = 10000;
@@ -160,26 +154,23 @@ QString screenBitmap(CommandContext& context)
 
 QString getLibrary(CommandContext& context)
 {
-    return transfer::list(context, QStringLiteral("colorlibrary list"), QStringLiteral("colorlibrary receive !"),
-                          QStringLiteral("colorlibrary receive"));
+    return transfer::list(context, QStringLiteral("colorlibrary list"), QStringLiteral("colorlibrary receive"));
 }
 
 QString getJobTemplateList(CommandContext& context)
 {
-    return transfer::list(context, QStringLiteral("jobtemplate list"), QStringLiteral("jobtemplate receive !"),
-                          QStringLiteral("jobtemplate receive"));
+    return transfer::list(context, QStringLiteral("jobtemplate list"), QStringLiteral("jobtemplate receive"));
 }
 
 QString getToolList(CommandContext& context)
 {
-    return transfer::list(context, QStringLiteral("tool list ") + context.line.word(1), QStringLiteral("tool receive !"),
-                          QStringLiteral("tool receive"));
+    return transfer::list(context, QStringLiteral("tool list ") + context.line.word(1), QStringLiteral("tool receive"));
 }
 
 QString getChromexPaletteList(CommandContext& context)
 {
     return transfer::list(context, QStringLiteral("chromex get palettelist"),
-                          QStringLiteral("chromex receive palettelist !"), QStringLiteral("chromex receive palettelist"));
+                          QStringLiteral("chromex receive palettelist"));
 }
 
 } // namespace vireo2

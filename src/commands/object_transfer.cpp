@@ -87,7 +87,7 @@ QString fetch(CommandContext& context, const Fetch& how)
         if (!requested.ok())
             return QString::fromUtf8(requested.text);
     }
-    const CommandContext::Reply first = context.exchange(how.firstReceive, how.firstTimeoutMs);
+    const CommandContext::Reply first = context.exchange(firstReceive(how.receive), how.firstTimeoutMs);
     QByteArray payload;
     if (!payloadOf(first.text, &payload))
         return QString();
@@ -102,7 +102,7 @@ QString fetch(CommandContext& context, const Fetch& how)
         if (timer.elapsed() >= how.deadlineMs)
             return how.timeoutAnswer;
         QThread::msleep(kFetchPollMs);
-        const CommandContext::Reply next = context.exchange(how.laterReceive, how.laterTimeoutMs);
+        const CommandContext::Reply next = context.exchange(how.receive, how.laterTimeoutMs);
         if (next.status != 0 && next.status != kStatusMoreFollows)
             continue;
         if (!payloadOf(next.text, &payload))
@@ -113,10 +113,15 @@ QString fetch(CommandContext& context, const Fetch& how)
     }
 }
 
-QString list(CommandContext& context, const QString& request, const QString& firstReceive, const QString& laterReceive)
+QString firstReceive(const QString& receive)
+{
+    return receive + QStringLiteral(" !");
+}
+
+QString list(CommandContext& context, const QString& request, const QString& receive)
 {
     context.exchange(request, kListRequestMs);
-    const CommandContext::Reply first = context.exchange(firstReceive, kListFirstMs);
+    const CommandContext::Reply first = context.exchange(firstReceive(receive), kListFirstMs);
     QByteArray payload;
     if (!payloadOf(first.text, &payload))
         return QString();
@@ -129,7 +134,7 @@ QString list(CommandContext& context, const QString& request, const QString& fir
     bool inTime = false;
     while ((inTime = timer.elapsed() < kListDeadlineMs)) {
         QThread::msleep(kListPollMs);
-        const CommandContext::Reply next = context.exchange(laterReceive, kListLaterMs);
+        const CommandContext::Reply next = context.exchange(receive, kListLaterMs);
         if (!payloadOf(next.text, &payload))
             return QString();
         answer += payload;

@@ -25,15 +25,18 @@ bool pushContinues(qint32 status);
 // The chunk headers of a push, for its tests: the whole messages in order.
 QList<QByteArray> pushMessages(const QByteArray& object, const QString& prefix, int chunkSize);
 
-// A fetch-style pull (long transfers): request, "... !" first receive, then
+// The first receive of a pull is its receive command followed by " !"
+// ("tool receive !", then "tool receive" for the rest).
+QString firstReceive(const QString& receive);
+
+// A fetch-style pull (long transfers): request, the first receive, then
 // later receives every 200 ms while the instrument answers status 18, within
 // `deadlineMs`. The answer is `resultPrefix` + the payloads.
 struct Fetch {
     QString request;            // empty: none
     int requestTimeoutMs = 5000;
-    QString firstReceive;
+    QString receive;            // "tool receive", ...
     int firstTimeoutMs = 5000;
-    QString laterReceive;
     int laterTimeoutMs = 10000;
     QString resultPrefix;
     int deadlineMs = 60000;
@@ -43,7 +46,7 @@ QString fetch(CommandContext& context, const Fetch& how);
 
 // A list-style pull: like a fetch with a 20 s deadline, 25 ms between
 // receives and no prefix; the request's status is not checked.
-QString list(CommandContext& context, const QString& request, const QString& firstReceive, const QString& laterReceive);
+QString list(CommandContext& context, const QString& request, const QString& receive);
 
 // The bytes after a reply's first "|"; false when there are none.
 bool payloadOf(const QByteArray& reply, QByteArray* payload);

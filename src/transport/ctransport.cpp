@@ -29,6 +29,21 @@ QString CTransport::GetErrorMessage()
     return unsharedCopy(errorMessage_);
 }
 
+bool CTransport::acceptPacket(bcp::Validity validity, const LibraryError& tooShort, const LibraryError& invalid)
+{
+    switch (validity) {
+    case bcp::Validity::TooShort:
+        SetError(tooShort);
+        return false;
+    case bcp::Validity::Invalid:
+        SetError(invalid);
+        return false;
+    case bcp::Validity::Valid:
+        break;
+    }
+    return true;
+}
+
 void CTransport::storeError(qint32 code, const QString& message)
 {
     MutexLocker lock(&fieldsMutex_);

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include "threading/locks.h"
+#include "transport/bcp_packet.h"
 #include "transport/owed_replies.h"
 #include <QObject>
 #include <QString>
@@ -95,6 +96,9 @@ protected:
     // exchange refused as busy while another fails), so the pair is written
     // and read under a mutex.
     void storeError(qint32 code, const QString& message);
+    // True for a valid packet; otherwise records the transport's error for
+    // a packet too short or one whose markers or length are wrong.
+    bool acceptPacket(bcp::Validity validity, const LibraryError& tooShort, const LibraryError& invalid);
     void setLastCommand(const QString& command);
 
     bool basePacketMode_ = false;

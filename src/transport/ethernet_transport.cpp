@@ -154,17 +154,7 @@ bool CEthernet::unwrapPacket(QByteArray& output)
 
 bool CEthernet::checkPacket(bcp::Validity validity)
 {
-    switch (validity) {
-    case bcp::Validity::TooShort:
-        SetError(errors::kPacketLength);
-        return false;
-    case bcp::Validity::Invalid:
-        SetError(errors::kInvalidPacket);
-        return false;
-    case bcp::Validity::Valid:
-        break;
-    }
-    return true;
+    return acceptPacket(validity, errors::kPacketLength, errors::kInvalidPacket);
 }
 
 // Send or SendRaw, then RecvPacket or Receive, with their outcomes and errors;

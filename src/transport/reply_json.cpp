@@ -1,5 +1,7 @@
 #include "transport/reply_json.h"
 
+#include "transport/digit_value.h"
+
 #include <QJsonParseError>
 #include <QSet>
 #include <algorithm>
@@ -14,17 +16,6 @@ struct Container {
     bool expectKey = false;
     QSet<QByteArray> keys;
 };
-
-int hexDigit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 // The text of a string's body with its escapes decoded, as UTF-8. An escape
 // the reader would refuse is kept as it stands (the reader then fails).
@@ -47,7 +38,7 @@ QByteArray decodedKey(const char* begin, const char* end)
         if (c == 'u' && end - p >= 6) {
             unit = 0;
             for (int i = 2; i < 6 && unit >= 0; ++i)
-                unit = hexDigit(p[i]) < 0 ? -1 : unit * 16 + hexDigit(p[i]);
+                unit = digitValue(p[i]) < 0 ? -1 : unit * 16 + digitValue(p[i]);
             skip = 6;
         }
         if (unit < 0) {

@@ -1,5 +1,7 @@
 #include "transport/reply_parser.h"
 
+#include "transport/digit_value.h"
+
 #include <QList>
 
 namespace vireo2 {
@@ -53,16 +55,6 @@ private:
 
     static bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-    static int digitValue(char c)
-    {
-        if (c >= '0' && c <= '9')
-            return c - '0';
-        if (c >= 'a' && c <= 'f')
-            return c - 'a' + 10;
-        if (c >= 'A' && c <= 'F')
-            return c - 'A' + 10;
-        return 99;
-    }
 
     bool integer(int base, qint32* value)
     {
@@ -71,11 +63,11 @@ private:
         if (more() && (*pos_ == '+' || *pos_ == '-'))
             negative = *pos_++ == '-';
         if (base == 16 && end_ - pos_ >= 3 && pos_[0] == '0' && (pos_[1] == 'x' || pos_[1] == 'X')
-            && digitValue(pos_[2]) < 16)
+            && isDigitOf(pos_[2], 16))
             pos_ += 2;
         quint64 magnitude = 0;
         const char* digits = pos_;
-        while (more() && digitValue(*pos_) < base) {
+        while (more() && isDigitOf(*pos_, base)) {
             // Saturate: an absurd number of digits must not wrap around.
             magnitude = qMin<quint64>(magnitude * quint64(base) + quint64(digitValue(*pos_)), 0xFFFFFFFFull);
             ++pos_;

@@ -224,16 +224,9 @@ bool USB::receivePacket(QByteArray& output, int timeoutMs)
             owedReplies_.missing();
         return false;
     }
-    switch (bcp::validate(output, bcp::LengthRule::AtMost)) {
-    case bcp::Validity::TooShort:
-        SetError(errors::kUsbPacketLength);
+    if (!acceptPacket(bcp::validate(output, bcp::LengthRule::AtMost), errors::kUsbPacketLength,
+                      errors::kUsbInvalidPacket))
         return false;
-    case bcp::Validity::Invalid:
-        SetError(errors::kUsbInvalidPacket);
-        return false;
-    case bcp::Validity::Valid:
-        break;
-    }
     bcp::unwrap(output);
     return true;
 }
