@@ -3,6 +3,7 @@
 #include <climits>
 
 #include "device/nerva.h"
+#include "transport/hand_over_spin.h"
 
 namespace vireo2 {
 namespace {
@@ -17,6 +18,9 @@ StatusThread::StatusThread(Nerva* device) : device_(device) {}
 // sleeps without waking until that changes or it is asked to stop.
 void StatusThread::run()
 {
+    // A poll every 200 ms needs no haste: its exchanges hand over to the
+    // transport's worker by waiting, not by spinning.
+    handover::setThreadSpins(false);
     while (!stopRequested_) {
         const quint64 seen = device_->pollGeneration();
         // Nothing to poll: sleep until polling is switched or a stop is asked

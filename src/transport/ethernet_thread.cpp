@@ -116,6 +116,7 @@ bool EthernetThread::result() const
 
 void EthernetThread::submit(Request request)
 {
+    const bool spins = handover::threadSpins();
     {
         MutexLocker lock(&mutex_);
         if (!running_) {
@@ -125,15 +126,15 @@ void EthernetThread::submit(Request request)
         done_ = false;
         request_ = request;
         requestedAt_ = handover::steadyNanos();
+        requestSpins_ = spins;
     }
     // Woken after unlocking, so the worker does not block on our mutex.
     requestReady_.wakeOne();
     idleWake_.signal();
-    if (handover::briefly([this] { return done_.load(); }))
+    if (spins && handover::briefly([this] { return done_.load(); }))
         return;
-    MutexLocker lock(&mutex_);
-    while (!done_)
-        requestDone_.wait(&mutex_);
+    std::unique_lock<std::mutex> lock(doneMutex_);
+    doneSignal_.wait(lock, [this] { return done_.load(); });
 }
 
 // A worker that has stopped serves nothing: the request fails rather than
@@ -194,9 +195,8 @@ void EthernetThread::run()
             request_ = Request::None;
             servedAt_ = handover::steadyNanos();
             done_ = true;
-            // Wake the requester once the mutex is free for it.
             lock.unlock();
-            requestDone_.wakeAll();
+            signalDone();
             lock.relock();
         }
         if (request == Request::Quit)
@@ -211,7 +211,7 @@ void EthernetThread::run()
 // Waits (mutex_ held) until a request or a disconnection needs attention.
 EthernetThread::Request EthernetThread::nextRequest(MutexLocker<Mutex>& lock, bool justServed)
 {
-    if (justServed && request_ == Request::None && spinAfterServing_) {
+    if (justServed && request_ == Request::None && spinAfterServing_ && requestSpins_) {
         // The next request of an exchange usually follows at once.
         lock.unlock();
         spinAfterServing_ = handover::briefly([this] { return request_.load() != Request::None; });
@@ -229,13 +229,17 @@ EthernetThread::Request EthernetThread::nextRequest(MutexLocker<Mutex>& lock, bo
 
 void EthernetThread::sleepOnIdleSocket(MutexLocker<Mutex>& lock)
 {
-    const int socketFd = socket_.idleDescriptor();
-    if (idleWake_.available() && socketFd >= 0) {
+    if (idleWake_.available()) {
+        // The socket is the worker's alone: it is looked at without the
+        // mutex, so a requester just woken is not kept waiting for it. A
+        // request signalled meanwhile leaves the eventfd readable.
         lock.unlock();
-        if (idleWake_.sleep(socketFd))
+        const int socketFd = socket_.idleDescriptor();
+        if (socketFd >= 0 && idleWake_.sleep(socketFd))
             socket_.checkIdle();
         lock.relock();
-        return;
+        if (socketFd >= 0 || request_ != Request::None || peerClosed_)
+            return;
     }
     // No eventfd, or Qt's read buffer is full so the socket stays readable
     // and poll() would not sleep: look every kIdleCheckMs instead.
@@ -293,6 +297,16 @@ void EthernetThread::serveWriteThenRead()
     result_ = written;
     readRan_ = readable;
     readCount_ = count;
+}
+
+// The requester waits on its own plain mutex and condition, notified after
+// that mutex is free again: a waiter woken while the notifier still held it
+// would only block once more (on a 2-core machine, a context switch per
+// request).
+void EthernetThread::signalDone()
+{
+    { std::lock_guard<std::mutex> published(doneMutex_); }
+    doneSignal_.notify_all();
 }
 
 void EthernetThread::settlePeerClosed()

@@ -4,6 +4,8 @@
 #include <QString>
 #include <QThread>
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 
 #include "threading/locks.h"
 #include "transport/ethernet_socket.h"
@@ -72,6 +74,7 @@ private:
     void peerClosed();
     // Drops the connection if the peer was seen closing it.
     void settlePeerClosed();
+    void signalDone();
     // Sleeps (mutex_ released) until a request is signalled or the idle
     // socket has something to say.
     void sleepOnIdleSocket(MutexLocker<Mutex>& lock);
@@ -84,7 +87,10 @@ private:
     // Guards the request hand-over below.
     mutable Mutex mutex_;
     WaitCondition requestReady_;
-    WaitCondition requestDone_;
+    WaitCondition requestDone_;  // the worker is running
+    // A request has been served (done_): the requester's wait.
+    std::mutex doneMutex_;
+    std::condition_variable doneSignal_;
     IdleWake idleWake_;
     // Set under mutex_; also read without it while spinning briefly.
     std::atomic<Request> request_{Request::None};
@@ -96,6 +102,9 @@ private:
     qint64 requestedAt_ = 0;
     qint64 servedAt_ = 0;
     bool spinAfterServing_ = true;
+    // Whether the requester of the request in hand spins for it (and the
+    // worker after serving it): see handover::setThreadSpins.
+    bool requestSpins_ = true;
 
     // Request parameters and results, handed over under mutex_.
     bool result_ = false;

@@ -8,6 +8,7 @@ namespace {
 
 // Steady-clock time until which hand-overs wait without spinning.
 std::atomic<qint64> gSpinPausedUntil{0};
+thread_local bool tThreadSpins = true;
 
 } // namespace
 
@@ -21,6 +22,16 @@ qint64 steadyNanos()
 bool spinningPaused()
 {
     return steadyNanos() < gSpinPausedUntil.load(std::memory_order_relaxed);
+}
+
+void setThreadSpins(bool spins)
+{
+    tThreadSpins = spins;
+}
+
+bool threadSpins()
+{
+    return tThreadSpins;
 }
 
 void pauseSpinning()

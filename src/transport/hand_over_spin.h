@@ -23,6 +23,13 @@ qint64 steadyNanos();
 bool spinningPaused();
 void pauseSpinning();
 
+// Whether the calling thread's requests are worth spinning for (on unless
+// switched off). A thread whose exchanges need no haste, the background
+// status poll, switches it off: both sides of its hand-overs then wait
+// without spinning, which would cost more CPU than the microseconds gained.
+void setThreadSpins(bool spins);
+bool threadSpins();
+
 inline void cpuRelax()
 {
 #if defined(__x86_64__) || defined(__i386__)
