@@ -34,12 +34,7 @@ struct Bench {
     {
         vireo2::fuzz::privateFolder();
         sim.start();
-        device = std::make_unique<ExposedDevice>();
-        device->init();
-        device->SetOption(QStringLiteral("connection_method"), QStringLiteral("TCP"));
-        device->SetOption(QStringLiteral("device_ip_address"), QString::fromLatin1(sim.address()));
-        device->SetOption(QStringLiteral("connection_attempts"), QStringLiteral("1"));
-        sim.engine().model().control(QStringLiteral("calibration valid"));
+        device = vireo2::fuzz::deviceFor<ExposedDevice>(sim);
     }
 
     void ensureConnected()

@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QTemporaryDir>
 #include <cstdlib>
+#include <memory>
 
 #include "device/vireo2.h"
 
@@ -35,6 +36,21 @@ public:
         init();
     }
 };
+
+// A device (Vireo2 or a subclass) set up to reach the in-process simulator
+// over TCP with one connection attempt, the simulator's
+// calibration valid so that measurements are not refused first.
+template <typename Device, typename Simulator>
+std::unique_ptr<Device> deviceFor(Simulator& sim)
+{
+    auto device = std::make_unique<Device>();
+    device->init();
+    device->SetOption(QStringLiteral("connection_method"), QStringLiteral("TCP"));
+    device->SetOption(QStringLiteral("device_ip_address"), QString::fromLatin1(sim.address()));
+    device->SetOption(QStringLiteral("connection_attempts"), QStringLiteral("1"));
+    sim.engine().model().control(QStringLiteral("calibration valid"));
+    return device;
+}
 
 inline QString text(const uint8_t* data, size_t size)
 {

@@ -23,12 +23,7 @@ public:
     {
         privateFolder();
         sim.start();
-        device = std::make_unique<Vireo2>();
-        device->init();
-        device->SetOption(QStringLiteral("connection_method"), QStringLiteral("TCP"));
-        device->SetOption(QStringLiteral("device_ip_address"), QString::fromLatin1(sim.address()));
-        device->SetOption(QStringLiteral("connection_attempts"), QStringLiteral("1"));
-        sim.engine().model().control(QStringLiteral("calibration valid"));
+        device = deviceFor<Vireo2>(sim);
     }
 
     // Connects again when a reply broke the link (the library closes the

@@ -25,11 +25,6 @@ CommandDispatcher::CommandDispatcher(CommandHost& host, ReplyDestination* replyD
 {
 }
 
-QString CommandDispatcher::execute(const QString& text)
-{
-    return answer(text).text();
-}
-
 CommandAnswer CommandDispatcher::answer(const QString& text)
 {
     LogHelper& log = host_.log();

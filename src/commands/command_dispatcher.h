@@ -21,8 +21,8 @@ public:
     // `replyDestination` offers, when it is large and one is given.
     explicit CommandDispatcher(CommandHost& host, ReplyDestination* replyDestination = nullptr);
 
-    QString execute(const QString& text);
-    // The same answer, as bytes where it is an instrument reply passed on.
+    // The line's answer: text, or the bytes of an instrument reply passed
+    // on, with what the device is to do once the line is done.
     CommandAnswer answer(const QString& text);
 
 private:
