@@ -151,7 +151,11 @@ protected:
     int receiveImage(const ImageReceive& mode, int timeoutMs, unsigned char* buffer, int bufferSize);
 
     // Exchange (vireo2_transact.cpp)
-    bool firmwareGateOn() const;
+    // Whether the firmware dozes and commands that need the optics must wake
+    // it first; worked out once, when the version is read.
+    bool firmwareGateOn() const { return firmwareGateOn_.load(); }
+    static bool firmwareHasGate(const QString& version);
+    void setFirmwareVersion(const QString& version);
     // Wakes the instrument and waits until it reports itself active.
     bool powerStateCheck();
     qint32 simulatedReply(const QString& command, QByteArray& response);
@@ -209,6 +213,7 @@ protected:
     QString modelName_ = QStringLiteral("Vireo2");
     GuardedText aperture_{QStringLiteral("2.0mm")};
     GuardedText firmwareVersion_;
+    std::atomic<bool> firmwareGateOn_{false};
     QString stateText_ = QStringLiteral("0");
     qint32 readingIndex_ = -1;
 

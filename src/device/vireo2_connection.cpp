@@ -196,7 +196,7 @@ bool Vireo2::Identify()
         aperture_ = text;
 
     if (send(QStringLiteral("version get"), &text)) {
-        firmwareVersion_ = text;
+        setFirmwareVersion(text);
         identity_[1] = text;
     }
 

@@ -4,6 +4,7 @@
 #include "threading/locks.h"
 
 #include "scanning/vireo2_scanning.h"
+#include "transport/ctransport.h"
 #include "transport/reply_parser.h"
 
 namespace vireo2 {
@@ -11,6 +12,11 @@ namespace {
 
 constexpr int kButtonTimeoutMs = 5000;
 constexpr int kPollTimeoutMs = 3000;
+
+// The check's three questions to the instrument.
+const QString kButtonQuery = QStringLiteral("button triggered?");
+const QString kMeasurementQuery = QStringLiteral("meas done?");
+const QString kScanQuery = QStringLiteral("scan done?");
 // How much of the instrument's button reports is kept for the command
 // interface; older words are dropped first.
 constexpr int kButtonWordLimit = 256;
@@ -20,7 +26,6 @@ bool needsCalibration(qint32 status)
     return (status >= 0x85 && status <= 0x89) || status == 0x8E;
 }
 
-// Scan-engine answers that keep a running instrument scan going.
 // Clears a flag on every way out of the check.
 class BusyFlag {
 public:
@@ -31,6 +36,32 @@ private:
     std::atomic<bool>& flag_;
 };
 
+// While the instrument answers "nothing new", the check asks its three
+// questions one after the other whatever else it finds: the transport may
+// ask the next one as soon as such an answer arrives, without first handing
+// it back to this thread (one thread hand-over for the three instead of
+// three). Any other answer, and the end of the check, ends the plan.
+class PollReadAhead {
+public:
+    explicit PollReadAhead(CTransport* transport) : transport_(transport)
+    {
+        if (transport_)
+            transport_->planReadAhead(kButtonQuery.toUtf8(),
+                                      {{kMeasurementQuery.toUtf8(), kPollTimeoutMs, kStatusNothingNew},
+                                       {kScanQuery.toUtf8(), kPollTimeoutMs, kStatusNothingNew}});
+    }
+    ~PollReadAhead()
+    {
+        if (transport_)
+            transport_->dropReadAhead();
+    }
+    PollReadAhead(const PollReadAhead&) = delete;
+    PollReadAhead& operator=(const PollReadAhead&) = delete;
+
+private:
+    CTransport* transport_;
+};
+
 } // namespace
 
 void Vireo2::CheckStatus()
@@ -38,25 +69,25 @@ void Vireo2::CheckStatus()
     // The check's steps are timing marks: written with profiling on
     // (Options/Profile), they show where a check stopped when the instrument
     // stalls; otherwise an idle poll leaves the log alone.
-    auto mark = [this](const char* text) { log_->ProfileMark(QString::fromLatin1(text)); };
+    auto mark = [this](const QString& text) { log_->ProfileMark(text); };
 
-    mark("In Check Status Method");
+    mark(QStringLiteral("In Check Status Method"));
     if (checkBusy_.exchange(true))
         return;
     BusyFlag busy(checkBusy_);
 
     if (!IsConnected())
         return;
-    mark("CHECK STATUS PRE LOCK");
+    mark(QStringLiteral("CHECK STATUS PRE LOCK"));
     if (!operationMutex_->tryLock(0))
         return;
-    mark("CHECK STATUS POST LOCK");
+    mark(QStringLiteral("CHECK STATUS POST LOCK"));
     // Background failures are logged, never seen in the host's error record.
     LogHelper::PrivateErrorRecord ownRecord(*log_);
     auto unlock = [&] { operationMutex_->unlock(); };
 
     const int scanStatus = ScanGetStatus();
-    mark("CHECK STATUS POST SCAN");
+    mark(QStringLiteral("CHECK STATUS POST SCAN"));
     // Reading the status consumes terminal values; keep those the host must
     // still see.
     if (scanStatus == Vireo2Scanning::kAbortedOnInstrument) {
@@ -90,6 +121,7 @@ void Vireo2::CheckStatus()
     if (!IsConnected())
         return;
 
+    const PollReadAhead readAhead(transport_.load());
     const QString pressed = checkButton();
     const bool scanButton = pressed.section(QLatin1Char(' '), 0, 0)
                                 .contains(QLatin1String("Start_Scan_Measurement"), Qt::CaseInsensitive);
@@ -121,7 +153,7 @@ QString Vireo2::checkButton()
 {
     log_->ProfileMark(QStringLiteral("CHECK STATUS PRE BTN TRIGGERED"));
     QByteArray reply;
-    const qint32 status = Transact(QStringLiteral("button triggered?"), reply, kButtonTimeoutMs);
+    const qint32 status = Transact(kButtonQuery, reply, kButtonTimeoutMs);
     log_->ProfileMark(QStringLiteral("CHECK STATUS POST BTN TRIGGERED"));
     if (status != 0)
         return QString();
@@ -150,7 +182,7 @@ bool Vireo2::checkMeasurement(bool& finished)
         return false;
     }
     QByteArray reply;
-    const qint32 status = Transact(QStringLiteral("meas done?"), reply, kPollTimeoutMs);
+    const qint32 status = Transact(kMeasurementQuery, reply, kPollTimeoutMs);
     log_->ProfileMark(QStringLiteral("CHECK STATUS POST MEAS"));
 
     if (status == 0x80) {
@@ -187,7 +219,7 @@ bool Vireo2::checkScanDone()
     if (!IsConnected())
         return false;
     QByteArray reply;
-    const qint32 status = Transact(QStringLiteral("scan done?"), reply, kPollTimeoutMs);
+    const qint32 status = Transact(kScanQuery, reply, kPollTimeoutMs);
     if (status != 0) {
         if (needsCalibration(status))
             calibrated_ = false;

@@ -74,9 +74,16 @@ QByteArray ownCopy(const QByteArray& reply)
     return QByteArray(reply.constData(), reply.size());
 }
 
+// "<%02X>": a status is written into the error record after every
+// exchange, so the usual one-byte values are spelled without a formatter.
 QString hexStatus(qint32 status)
 {
-    return QString::asprintf("<%02X>", unsigned(status));
+    if (status < 0 || status > 0xFF)
+        return QString::asprintf("<%02X>", unsigned(status));
+    static const char digits[] = "0123456789ABCDEF";
+    const QChar text[] = {QLatin1Char('<'), QLatin1Char(digits[status >> 4]), QLatin1Char(digits[status & 0xF]),
+                          QLatin1Char('>')};
+    return QString(text, 4);
 }
 
 } // namespace
@@ -230,9 +237,15 @@ QByteArray Vireo2::sendCommandBytes(const QString& command, int timeoutMs, Reply
 
 // The gate is open for firmware from 2.x, 1.1 or build 192 on: versions
 // before those do not doze and need no wake-up.
-bool Vireo2::firmwareGateOn() const
+void Vireo2::setFirmwareVersion(const QString& version)
 {
-    const QStringList parts = firmwareVersion_.get().split(QLatin1Char('.'));
+    firmwareVersion_ = version;
+    firmwareGateOn_ = firmwareHasGate(version);
+}
+
+bool Vireo2::firmwareHasGate(const QString& version)
+{
+    const QStringList parts = version.split(QLatin1Char('.'));
     if (parts.size() < 3)
         return false;
     const int major = parts.at(0).toInt();

@@ -43,8 +43,9 @@ bool CTransport::exchange(const char* command, QByteArray& response, int timeout
     setLastCommand(commandText);
     timeoutMs = boundedReplyTimeout(timeoutMs);
 
+    readAheadMs_ = 0;
     auto finish = [&] {
-        lastExchangeTime_ = quint32(timer.elapsed());
+        lastExchangeTime_ = quint32(timer.elapsed()) + readAheadMs_;
         return true;
     };
 

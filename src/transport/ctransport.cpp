@@ -17,6 +17,10 @@ void CTransport::SetPacketMode(bool on)
 
 void CTransport::Noop() {}
 
+void CTransport::planReadAhead(const QByteArray&, const QList<ReadAheadStep>&) {}
+
+void CTransport::dropReadAhead() {}
+
 qint32 CTransport::GetErrorCode()
 {
     MutexLocker lock(&fieldsMutex_);

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include "threading/locks.h"
 #include "transport/bcp_packet.h"
 #include "transport/owed_replies.h"
+#include "transport/read_ahead_step.h"
 #include <QObject>
 #include <QString>
 
@@ -39,6 +41,12 @@ public:
     // response is then a view of it.
     virtual bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length,
                              ReplyDestination* destination = nullptr) = 0;
+    // For the calling thread's next exchange: if its command is `lead`, the
+    // transport may send the steps right after it as their replies allow,
+    // and hand their replies to the next exchanges of the same commands
+    // (ReadAhead). A transport that gains nothing by it ignores the plan.
+    virtual void planReadAhead(const QByteArray& lead, const QList<ReadAheadStep>& steps);
+    virtual void dropReadAhead();
     virtual void SetPacketMode(bool on);
     virtual void Noop();
     virtual void SetError(qint32 code, const QString& message) = 0;
@@ -104,6 +112,9 @@ protected:
     bool basePacketMode_ = false;
     QString unusedText_;
     std::atomic<quint32> lastExchangeTime_{0};
+    // Time a reply read ahead took on the wire before its exchange asked for
+    // it; counted into that exchange's time.
+    quint32 readAheadMs_ = 0;
     bool packetMode_ = true;
     OwedReplies owedReplies_;
 

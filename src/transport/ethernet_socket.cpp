@@ -47,39 +47,30 @@ void EthernetSocket::noticeClosed()
 }
 
 // Bytes nobody asked for stay in the kernel until the next read takes them
-// (as noise before its packet, or as surplus after it); while they wait, the
-// descriptor stays readable and poll() would not sleep.
+// (as noise before its packet, or as surplus after it); the idle sleep
+// watches the descriptor for the end of the connection only.
 int EthernetSocket::idleDescriptor() const
 {
-    if (idleEvents() & kPendingInput)
-        return -1;
     return int(socket_->socketDescriptor());
 }
 
 void EthernetSocket::checkIdle()
 {
-    if (!connected() || !(idleEvents() & kPeerGone))
+    if (!connected() || !peerGone())
         return;
     // Read to the end: the connection is gone, and the read tells Qt so.
     discardUnread();
 }
 
-int EthernetSocket::idleEvents() const
+bool EthernetSocket::peerGone() const
 {
-    int events = 0;
 #ifdef Q_OS_LINUX
     const qintptr descriptor = socket_->socketDescriptor();
-    if (descriptor < 0)
-        return events;
-    pollfd look{int(descriptor), POLLIN | POLLRDHUP, 0};
-    if (::poll(&look, 1, 0) > 0) {
-        if (look.revents & (POLLRDHUP | POLLHUP | POLLERR))
-            events |= kPeerGone;
-        if (look.revents & POLLIN)
-            events |= kPendingInput;
-    }
+    pollfd look{int(descriptor), POLLRDHUP, 0};
+    return descriptor >= 0 && ::poll(&look, 1, 0) > 0 && (look.revents & (POLLRDHUP | POLLHUP | POLLERR));
+#else
+    return false;
 #endif
-    return events;
 }
 
 void EthernetSocket::drop(bool refuse)
@@ -219,11 +210,17 @@ int EthernetSocket::read(int timeoutMs, bool packetMode, ReplyDestination* desti
         return 0;
     QElapsedTimer timer;
     timer.start();
+    // A reply is seldom there the moment its command has left: the first
+    // round waits before it reads. Later rounds take what the kernel already
+    // holds without waiting.
+    bool waitFirst = true;
     while (socket_->state() != QAbstractSocket::UnconnectedState) {
-        // Bytes already in the kernel need no waiting.
-        if (!takeAvailable() && !socket_->waitForReadyRead(readinessWaitMs(timer, timeoutMs)))
-            socket_->waitForReadyRead(readinessWaitMs(timer, timeoutMs));
-        takeAvailable();
+        if (waitFirst || !takeAvailable()) {
+            if (!socket_->waitForReadyRead(readinessWaitMs(timer, timeoutMs)))
+                socket_->waitForReadyRead(readinessWaitMs(timer, timeoutMs));
+            takeAvailable();
+        }
+        waitFirst = false;
         noticeClosed();
         if (assembler_.state() != bcp::PacketAssembler::State::Incomplete && !dropLateReply(packetMode))
             return int(assembler_.received());

@@ -45,8 +45,8 @@ public:
     void drop(bool refuse = false);
 
     bool connected() const;
-    // The descriptor an idle sleep may poll; -1 when it must not (none, or
-    // Qt's read buffer is full and the socket would stay readable).
+    // The descriptor an idle sleep polls for the end of the connection; -1
+    // when there is none.
     int idleDescriptor() const;
     // Lets the idle socket look at its descriptor once without blocking, so
     // that a closed connection is noticed even when nobody is talking.
@@ -66,8 +66,8 @@ private:
     // when nothing was there.
     bool takeAvailable();
     void noticeClosed();
-    enum IdleEvent { kPeerGone = 1, kPendingInput = 2 };
-    int idleEvents() const;
+    // Whether the descriptor reports the end of the connection (not waiting).
+    bool peerGone() const;
 
     CEthernet* owner_;
     QTcpSocket* socket_ = nullptr;

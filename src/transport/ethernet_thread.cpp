@@ -1,11 +1,13 @@
 #include "transport/ethernet_thread.h"
 
 #include <QDebug>
+#include <QElapsedTimer>
 
 #include "settings/log_category.h"
 #include "transport/ethernet_transport.h"
 #include "transport/hand_over_spin.h"
 #include "transport/idle_event_dispatcher.h"
+#include "transport/read_ahead.h"
 
 namespace vireo2 {
 
@@ -69,7 +71,7 @@ int EthernetThread::read(QByteArray& output, int timeoutMs, bool packetMode)
 
 EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int length, QByteArray& header,
                                                         QByteArray& body, int timeoutMs, bool packetMode,
-                                                        ReplyDestination* destination)
+                                                        ReplyDestination* destination, ReadAhead* ahead)
 {
     MutexLocker requester(&submitMutex_);
     {
@@ -79,6 +81,7 @@ EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int le
         readTimeoutMs_ = timeoutMs;
         readPacketMode_ = packetMode;
         readDestination_ = destination;
+        readAhead_ = ahead;
     }
     submit(Request::WriteThenRead);
     MutexLocker lock(&mutex_);
@@ -86,6 +89,8 @@ EthernetThread::Transfer EthernetThread::writeThenRead(const char* bytes, int le
         return Transfer::WriteFailed;
     if (!readRan_)
         return Transfer::NotConnectedToRead;
+    if (ahead && ahead->takeLead(header, body))
+        return Transfer::Read;
     // Hand the body over without copying; the worker keeps the caller's old
     // array as its next buffer.
     header = socket_.reply().header();
@@ -117,24 +122,32 @@ bool EthernetThread::result() const
 void EthernetThread::submit(Request request)
 {
     const bool spins = handover::threadSpins();
+    Sleep sleep = Sleep::Awake;
     {
         MutexLocker lock(&mutex_);
         if (!running_) {
             refuse(request, lock);
             return;
         }
-        done_ = false;
+        served_.clear();
         request_ = request;
         requestedAt_ = handover::steadyNanos();
         requestSpins_ = spins;
+        sleep = sleep_;
     }
     // Woken after unlocking, so the worker does not block on our mutex.
-    requestReady_.wakeOne();
-    idleWake_.signal();
-    if (spins && handover::briefly([this] { return done_.load(); }))
+    wakeWorker(sleep);
+    if (spins && handover::briefly([this] { return served_.isSet(); }))
         return;
-    std::unique_lock<std::mutex> lock(doneMutex_);
-    doneSignal_.wait(lock, [this] { return done_.load(); });
+    served_.wait();
+}
+
+void EthernetThread::wakeWorker(Sleep sleep)
+{
+    if (sleep == Sleep::OnCondition)
+        requestReady_.wakeOne();
+    else if (sleep == Sleep::OnSocket)
+        idleWake_.signal();
 }
 
 // A worker that has stopped serves nothing: the request fails rather than
@@ -158,7 +171,6 @@ void EthernetThread::peerClosed()
     qCDebug(libraryLog) << "Device Disconnected - PORT DISCONNECT!!.";
     MutexLocker lock(&mutex_);
     peerClosed_ = true;
-    requestReady_.wakeOne();
 }
 
 void EthernetThread::run()
@@ -194,9 +206,10 @@ void EthernetThread::run()
         if (justServed) {
             request_ = Request::None;
             servedAt_ = handover::steadyNanos();
-            done_ = true;
+            // Set once mutex_ is free, so the woken requester does not block
+            // on it at once.
             lock.unlock();
-            signalDone();
+            served_.set();
             lock.relock();
         }
         if (request == Request::Quit)
@@ -219,10 +232,13 @@ EthernetThread::Request EthernetThread::nextRequest(MutexLocker<Mutex>& lock, bo
     }
     while (request_ == Request::None && !peerClosed_) {
         // Only a connected socket needs watching; otherwise sleep until asked.
-        if (socket_.connected())
+        if (socket_.connected()) {
             sleepOnIdleSocket(lock);
-        else
+        } else {
+            sleep_ = Sleep::OnCondition;
             requestReady_.wait(&mutex_);
+            sleep_ = Sleep::Awake;
+        }
     }
     return request_;
 }
@@ -233,17 +249,21 @@ void EthernetThread::sleepOnIdleSocket(MutexLocker<Mutex>& lock)
         // The socket is the worker's alone: it is looked at without the
         // mutex, so a requester just woken is not kept waiting for it. A
         // request signalled meanwhile leaves the eventfd readable.
-        lock.unlock();
         const int socketFd = socket_.idleDescriptor();
-        if (socketFd >= 0 && idleWake_.sleep(socketFd))
-            socket_.checkIdle();
-        lock.relock();
-        if (socketFd >= 0 || request_ != Request::None || peerClosed_)
+        if (socketFd >= 0) {
+            sleep_ = Sleep::OnSocket;
+            lock.unlock();
+            if (idleWake_.sleep(socketFd))
+                socket_.checkIdle();
+            lock.relock();
+            sleep_ = Sleep::Awake;
             return;
+        }
     }
-    // No eventfd, or Qt's read buffer is full so the socket stays readable
-    // and poll() would not sleep: look every kIdleCheckMs instead.
+    // No eventfd: look every kIdleCheckMs instead.
+    sleep_ = Sleep::OnCondition;
     const bool woken = requestReady_.wait(&mutex_, kIdleCheckMs);
+    sleep_ = Sleep::Awake;
     if (!woken && request_ == Request::None) {
         lock.unlock();
         socket_.checkIdle();
@@ -292,21 +312,40 @@ void EthernetThread::serveWriteThenRead()
     settlePeerClosed();
     const bool readable = written && owner_->IsConnected();
     const int count = readable ? socket_.read(readTimeoutMs_, readPacketMode_, readDestination_) : 0;
+    if (readAhead_ && count > 0)
+        serveReadAhead(*readAhead_);
     MutexLocker lock(&mutex_);
     readDestination_ = nullptr;
+    readAhead_ = nullptr;
     result_ = written;
     readRan_ = readable;
     readCount_ = count;
 }
 
-// The requester waits on its own plain mutex and condition, notified after
-// that mutex is free again: a waiter woken while the notifier still held it
-// would only block once more (on a 2-core machine, a context switch per
-// request).
-void EthernetThread::signalDone()
+// The planned commands after the one just answered, each as a write and a
+// read of its own with the same checks; the first reply that does not allow
+// the next command, or a failure, ends the run.
+void EthernetThread::serveReadAhead(ReadAhead& ahead)
 {
-    { std::lock_guard<std::mutex> published(doneMutex_); }
-    doneSignal_.notify_all();
+    ahead.keepLead(socket_.reply());
+    while (const ReadAhead::Step* step = ahead.nextStep()) {
+        settlePeerClosed();
+        if (!owner_->IsConnected())
+            return;
+        QElapsedTimer timer;
+        timer.start();
+        owner_->owedReplies().sent(step->command.constData(), step->command.size());
+        const QByteArray packet = bcp::frame(step->command.constData(), step->command.size());
+        const bool written = socket_.write(packet.constData(), packet.size());
+        settlePeerClosed();
+        const bool readable = written && owner_->IsConnected();
+        const int count = readable ? socket_.read(step->timeoutMs, readPacketMode_) : 0;
+        using Outcome = ReadAhead::Outcome;
+        ahead.keepStep(!written ? Outcome::WriteFailed : readable ? Outcome::Read : Outcome::NotConnectedToRead,
+                       readable ? &socket_.reply() : nullptr, quint32(timer.elapsed()));
+        if (count == 0)
+            return;
+    }
 }
 
 void EthernetThread::settlePeerClosed()

@@ -4,16 +4,16 @@
 #include <QString>
 #include <QThread>
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 
 #include "threading/locks.h"
+#include "threading/wake_flag.h"
 #include "transport/ethernet_socket.h"
 #include "transport/idle_wake.h"
 
 namespace vireo2 {
 
 class CEthernet;
+class ReadAhead;
 
 // The worker that owns CEthernet's TCP socket (EthernetSocket) and the hand-
 // over of requests to it. The transport hands it one request at a time and
@@ -47,8 +47,10 @@ public:
     // first five bytes and `body` the rest, swapped out of the worker: a
     // packet's payload is handed on where it was read (in the memory
     // `destination` offers, when the reply is large and it offers some).
+    // With `ahead`, the worker goes on with the commands it plans as their
+    // replies allow (ReadAhead) before the requester is told.
     Transfer writeThenRead(const char* bytes, int length, QByteArray& header, QByteArray& body, int timeoutMs,
-                           bool packetMode, ReplyDestination* destination = nullptr);
+                           bool packetMode, ReplyDestination* destination = nullptr, ReadAhead* ahead = nullptr);
     // Drops the connection and leaves write and read requests refused until
     // the next connect.
     void disconnectAndClose();
@@ -64,17 +66,23 @@ protected:
 private:
     enum class Request { None, Connect, Write, Read, WriteThenRead, Disconnect, Quit };
 
+    // Where the worker waits for its next request, so that a requester
+    // wakes it the one way that reaches it (and makes no system call when
+    // the worker is awake and will see the request anyway).
+    enum class Sleep { Awake, OnCondition, OnSocket };
+
     void submit(Request request);
+    void wakeWorker(Sleep sleep);
     // Refuses a request when the worker no longer runs.
     void refuse(Request request, MutexLocker<Mutex>& lock);
     Request nextRequest(MutexLocker<Mutex>& lock, bool justServed);
     void serve(Request request);
     void serveWriteThenRead();
+    void serveReadAhead(ReadAhead& ahead);
     // Called from inside a socket call when the connection ends.
     void peerClosed();
     // Drops the connection if the peer was seen closing it.
     void settlePeerClosed();
-    void signalDone();
     // Sleeps (mutex_ released) until a request is signalled or the idle
     // socket has something to say.
     void sleepOnIdleSocket(MutexLocker<Mutex>& lock);
@@ -88,13 +96,12 @@ private:
     mutable Mutex mutex_;
     WaitCondition requestReady_;
     WaitCondition requestDone_;  // the worker is running
-    // A request has been served (done_): the requester's wait.
-    std::mutex doneMutex_;
-    std::condition_variable doneSignal_;
     IdleWake idleWake_;
     // Set under mutex_; also read without it while spinning briefly.
     std::atomic<Request> request_{Request::None};
-    std::atomic<bool> done_{false};
+    // The request in hand has been served: what the requester waits for.
+    WakeFlag served_;
+    Sleep sleep_ = Sleep::Awake;
     bool running_ = false;
     bool peerClosed_ = false;
     // When the last request was asked for and served (steady-clock ns), and
@@ -114,6 +121,7 @@ private:
     int readTimeoutMs_ = 0;
     bool readPacketMode_ = true;
     ReplyDestination* readDestination_ = nullptr;
+    ReadAhead* readAhead_ = nullptr;
     int readCount_ = 0;
     bool readRan_ = false;
 

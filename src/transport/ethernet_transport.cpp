@@ -158,25 +158,40 @@ bool CEthernet::checkPacket(bcp::Validity validity)
 }
 
 // Send or SendRaw, then RecvPacket or Receive, with their outcomes and errors;
-// the worker thread is handed the pair at once.
+// the worker thread is handed the pair at once. A reply the worker read
+// ahead for this very command is taken instead (ReadAhead).
 bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, int timeoutMs, bool packetMode,
                          ReplyDestination* destination)
 {
+    const int size = measuredLength(bytes, length);
+    if (std::optional<ReadAhead::Reply> ahead = readAhead_.take(bytes, size)) {
+        readAheadMs_ += ahead->elapsedMs;
+        response = std::move(ahead->body);
+        return acceptTransfer(ahead->outcome, ahead->header, response, packetMode);
+    }
     const auto thread = currentThread();
     if (!IsConnected() || !thread) {
         if (packetMode)
             SetError(errors::kSendNotConnected);
         return false;
     }
-    const int size = measuredLength(bytes, length);
     owedReplies_.sent(bytes, size);
     const QByteArray packet = packetMode ? bcp::frame(bytes, size) : QByteArray::fromRawData(bytes, size);
+    // Only a packet's body can stay where it was read, and only a packet
+    // exchange without offered memory carries a plan.
+    ReadAhead* ahead = packetMode && !destination && readAhead_.startsWith(bytes, size) ? &readAhead_ : nullptr;
     QByteArray header;
-    // Only a packet's body can stay where it was read: a raw reply gets its
-    // header put back in front.
+    const EthernetThread::Transfer outcome =
+        thread->writeThenRead(packet.constData(), packet.size(), header, response, timeoutMs, packetMode_,
+                              packetMode ? destination : nullptr, ahead);
+    return acceptTransfer(outcome, header, response, packetMode);
+}
+
+bool CEthernet::acceptTransfer(EthernetThread::Transfer outcome, const QByteArray& header, QByteArray& response,
+                               bool packetMode)
+{
     bool view = false;
-    switch (thread->writeThenRead(packet.constData(), packet.size(), header, response, timeoutMs, packetMode_,
-                                  packetMode ? destination : nullptr)) {
+    switch (outcome) {
     case EthernetThread::Transfer::WriteFailed:
         return false;
     case EthernetThread::Transfer::NotConnectedToRead:
@@ -191,7 +206,8 @@ bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, in
     }
     // Nothing came when not even a header did.
     noteIfNothingCame(header);
-    // After a good write a reply counts as received even when empty.
+    // After a good write a reply counts as received even when empty; a raw
+    // reply gets its header put back in front.
     if (!packetMode) {
         response.prepend(header);
         return true;
@@ -205,6 +221,19 @@ bool CEthernet::transfer(const char* bytes, int length, QByteArray& response, in
     else
         response.chop(1);
     return true;
+}
+
+void CEthernet::planReadAhead(const QByteArray& lead, const QList<ReadAheadStep>& steps)
+{
+    QList<ReadAheadStep> bounded = steps;
+    for (ReadAheadStep& step : bounded)
+        step.timeoutMs = boundedReplyTimeout(step.timeoutMs);
+    readAhead_.plan(lead, bounded, kEthernetDialect);
+}
+
+void CEthernet::dropReadAhead()
+{
+    readAhead_.clear();
 }
 
 bool CEthernet::SendReceive(const char* command, QByteArray& response, int timeoutMs, int length,

@@ -6,10 +6,10 @@
 
 #include "transport/bcp_packet.h"
 #include "transport/ctransport.h"
+#include "transport/ethernet_thread.h"
+#include "transport/read_ahead.h"
 
 namespace vireo2 {
-
-class EthernetThread;
 
 // The instrument (or the track accessory) over TCP. All socket work happens
 // on the owned EthernetThread; these operations hand it requests and wait.
@@ -30,6 +30,8 @@ public:
     bool RecvPacket(QByteArray& output, int timeoutMs) override;
     bool SendReceive(const char* command, QByteArray& response, int timeoutMs, int length,
                      ReplyDestination* destination = nullptr) override;
+    void planReadAhead(const QByteArray& lead, const QList<ReadAheadStep>& steps) override;
+    void dropReadAhead() override;
     void SetPacketMode(bool on) override;
     using CTransport::SetError;
     void SetError(qint32 code, const QString& message) override;
@@ -65,11 +67,16 @@ private:
     void noteIfNothingCame(const QByteArray& reply);
     // Records why a received packet is refused; true when it is valid.
     bool checkPacket(bcp::Validity validity);
+    // The requester's side of a transfer once the worker has written and
+    // read: its errors, the packet's checks and the end byte cut off.
+    bool acceptTransfer(EthernetThread::Transfer outcome, const QByteArray& header, QByteArray& response,
+                        bool packetMode);
 
     mutable Mutex threadMutex_;
     std::shared_ptr<EthernetThread> thread_;
     std::atomic<bool> connected_{false};
     std::atomic<bool> readBoundedByTimeout_{false};
+    ReadAhead readAhead_;
 };
 
 } // namespace vireo2

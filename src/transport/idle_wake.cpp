@@ -40,7 +40,9 @@ bool IdleWake::sleep([[maybe_unused]] int socketFd)
 #ifdef Q_OS_LINUX
     if (wakeFd_ < 0)
         return false;
-    pollfd fds[2] = {{socketFd, POLLIN | POLLRDHUP, 0}, {wakeFd_, POLLIN, 0}};
+    // Only the end of the connection matters to an idle worker: bytes that
+    // arrive unasked wait in the kernel for the next read, without waking it.
+    pollfd fds[2] = {{socketFd, POLLRDHUP, 0}, {wakeFd_, POLLIN, 0}};
     ::poll(fds, 2, -1);
     quint64 count = 0;
     [[maybe_unused]] const ssize_t drained = ::read(wakeFd_, &count, sizeof count);

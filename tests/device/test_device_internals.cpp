@@ -30,7 +30,7 @@ public:
     QByteArray linkAddress;
 
     using Vireo2::checkBusy_;
-    using Vireo2::firmwareVersion_;
+    using Vireo2::setFirmwareVersion;
     using Vireo2::instrumentPresent_;
     using Vireo2::operationMutex_;
     using Vireo2::statusThread_;
@@ -191,7 +191,7 @@ TEST_F(ConnectedDeviceTest, OnlyFirmwareThatDozesIsWokenBeforeMeasuring)
         SCOPED_TRACE(version.toStdString());
         control(QStringLiteral("sleep"));
         sim_.engine().clearCommands();
-        device_->firmwareVersion_ = version;
+        device_->setFirmwareVersion(version);
         QByteArray reply;
         // Woken, it measures once awake; left asleep, it refuses (0x8B).
         EXPECT_EQ(device_->Transact(QStringLiteral("Meas Run"), reply, 3000), open ? 0 : 0x8B);

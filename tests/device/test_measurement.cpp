@@ -135,6 +135,7 @@ TEST_F(MeasurementTest, ReadingTakenAtTheInstrumentArrivesWithinASecond)
     // The host's last error stays as it is while the reading is pulled in,
     // not even changing for a moment.
     EXPECT_FALSE(SetConfiguration("start_poll"));
+    clearCommands();
     control(QStringLiteral("reading TCS05"));
     QElapsedTimer timer;
     timer.start();
@@ -148,6 +149,13 @@ TEST_F(MeasurementTest, ReadingTakenAtTheInstrumentArrivesWithinASecond)
     EXPECT_EQ(GetAngles(), 4);
     EXPECT_NEAR(GetSpectralData(0, 10), reference("TCS05").at(10), 1e-4);
     EXPECT_TRUE(hasError(0x5017, "FAILED setConfiguration: Invalid Argument"));
+    // "Reading taken" is read out before the check asks its next question.
+    const QList<QByteArray> seen = commands();
+    const int readout = int(seen.indexOf("Meas Get Refls M0"));
+    ASSERT_GT(readout, 0);
+    const int asked = int(seen.lastIndexOf("meas done?", readout));
+    ASSERT_GE(asked, 0);
+    EXPECT_FALSE(seen.mid(asked, readout - asked).contains("scan done?")) << seen.join(", ").constData();
 
     // A reading refused for an expired calibration clears the flag.
     control(QStringLiteral("calibration expired"));
