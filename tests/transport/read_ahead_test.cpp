@@ -127,10 +127,18 @@ TEST_F(ReadAheadTest, AnAnswerReadAheadFailsAsItWouldHaveAlone)
         {Fault::on("meas done?").silently(), 0x5006},
         {Fault::on("meas done?").replying("MEAS 0x07").withGarbage({}, "junk"), 0x5007},
         {Fault::on("meas done?").replying("MEAS 0x07").withLengthField(3), 0x5007},
+        // The connection ends instead of the reply; each side reconnects.
+        {Fault::on("meas done?").dropping(), 0x5006},
+    };
+    auto reconnected = [this] {
+        if (!transport.IsConnected())
+            EXPECT_TRUE(sim.waitForClientCount(0, 2000) && transport.OpenPort(sim.address()));
     };
     for (const auto& [fault, code] : cases) {
         const auto alone = askAlone(fault);
+        reconnected();
         const auto ahead = askAhead(fault);
+        reconnected();
         EXPECT_EQ(ahead, alone) << std::get<2>(alone).toStdString();
         EXPECT_FALSE(std::get<0>(ahead));
         EXPECT_EQ(std::get<1>(ahead), code);
