@@ -45,10 +45,12 @@ class PollReadAhead {
 public:
     explicit PollReadAhead(CTransport* transport) : transport_(transport)
     {
+        // Built once: the plan is made five times a second.
+        static const QByteArray lead = kButtonQuery.toUtf8();
+        static const QList<ReadAheadStep> steps{{kMeasurementQuery.toUtf8(), kPollTimeoutMs, kStatusNothingNew},
+                                                {kScanQuery.toUtf8(), kPollTimeoutMs, kStatusNothingNew}};
         if (transport_)
-            transport_->planReadAhead(kButtonQuery.toUtf8(),
-                                      {{kMeasurementQuery.toUtf8(), kPollTimeoutMs, kStatusNothingNew},
-                                       {kScanQuery.toUtf8(), kPollTimeoutMs, kStatusNothingNew}});
+            transport_->planReadAhead(lead, steps);
     }
     ~PollReadAhead()
     {

@@ -339,7 +339,7 @@ void EthernetThread::serveReadAhead(ReadAhead& ahead)
         const bool written = socket_.write(packet.constData(), packet.size());
         settlePeerClosed();
         const bool readable = written && owner_->IsConnected();
-        const int count = readable ? socket_.read(step->timeoutMs, readPacketMode_) : 0;
+        const int count = readable ? socket_.read(CTransport::boundedReplyTimeout(step->timeoutMs), readPacketMode_) : 0;
         using Outcome = ReadAhead::Outcome;
         ahead.keepStep(!written ? Outcome::WriteFailed : readable ? Outcome::Read : Outcome::NotConnectedToRead,
                        readable ? &socket_.reply() : nullptr, quint32(timer.elapsed()));

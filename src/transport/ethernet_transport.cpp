@@ -225,10 +225,7 @@ bool CEthernet::acceptTransfer(EthernetThread::Transfer outcome, const QByteArra
 
 void CEthernet::planReadAhead(const QByteArray& lead, const QList<ReadAheadStep>& steps)
 {
-    QList<ReadAheadStep> bounded = steps;
-    for (ReadAheadStep& step : bounded)
-        step.timeoutMs = boundedReplyTimeout(step.timeoutMs);
-    readAhead_.plan(lead, bounded, kEthernetDialect);
+    readAhead_.plan(lead, steps, kEthernetDialect);
 }
 
 void CEthernet::dropReadAhead()

@@ -7,7 +7,8 @@ namespace vireo2 {
 void ReadAhead::plan(const QByteArray& lead, const QList<Step>& steps, const CTransport::PollingDialect& dialect)
 {
     MutexLocker lock(&mutex_);
-    clearLocked();
+    replies_.clear();
+    leadReply_.reset();
     planner_ = std::this_thread::get_id();
     lead_ = lead;
     steps_ = steps;
