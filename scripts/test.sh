@@ -15,7 +15,7 @@ if [ "${1:-}" = "--tsan" ]; then
     ./scripts/setup.sh -DVIREO2_TSAN=ON -DVIREO2_BUILD_BENCH=OFF
   cd "$VIREO2_BUILD_DIR"
   ctest --output-on-failure -j"$(nproc)" --timeout 300 \
-    -R '^(ConcurrencyTest|ConnectionTest|ExchangeTest|MeasurementTest|LongOperationTest|DispatchTest|EthernetTransportTest)\.'
+    -R '^(ConcurrencyTest|ConnectionTest|ExchangeTest|MeasurementTest|LongOperationTest|DispatchTest|EthernetTransportTest|ReadAheadTest)\.'
   exit $?
 fi
 

@@ -20,8 +20,9 @@ class ReadAhead;
 // blocks until the request is served; right after a hand-over both sides
 // spin briefly (hand_over_spin.h), as the next request of an exchange
 // usually follows at once. Between requests the worker sleeps until the next
-// request or until the idle socket reports something (IdleWake), which is
-// how it notices that the instrument closed the connection.
+// request or until the idle socket reports the end of the connection
+// (IdleWake), which is how it notices that the instrument closed it. A
+// request may carry commands to send ahead (ReadAhead).
 class EthernetThread : public QThread {
     Q_OBJECT
 public:
