@@ -246,9 +246,9 @@ EthernetThread::Request EthernetThread::nextRequest(MutexLocker<Mutex>& lock, bo
 void EthernetThread::sleepOnIdleSocket(MutexLocker<Mutex>& lock)
 {
     if (idleWake_.available()) {
-        // The socket is the worker's alone: it is looked at without the
-        // mutex, so a requester just woken is not kept waiting for it. A
-        // request signalled meanwhile leaves the eventfd readable.
+        // The worker sleeps without the mutex, so a requester is never kept
+        // waiting for it; one that sees sleep_ set signals the eventfd,
+        // which stays readable if the signal comes before the poll.
         const int socketFd = socket_.idleDescriptor();
         if (socketFd >= 0) {
             sleep_ = Sleep::OnSocket;
