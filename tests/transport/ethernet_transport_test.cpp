@@ -12,8 +12,7 @@
 #include <atomic>
 #include <thread>
 
-#include "echo_instrument.h"
-#include "sim_server.h"
+#include "echo_transport_test.h"
 #include "transport/bcp_packet.h"
 #include "transport/ethernet_socket.h"
 #include "transport/network_address.h"
@@ -22,29 +21,18 @@
 
 using vireo2::CEthernet;
 using vireo2::sim::Fault;
-using vireo2::sim::SimServer;
 using vireo2::test::EchoInstrument;
 
 namespace {
 
 const QByteArray kVersion = EchoInstrument::kVersionReply;
 
-class EthernetTransportTest : public ::testing::Test {
+class EthernetTransportTest : public vireo2::test::EchoTransportTest {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(sim.start());
-        ASSERT_TRUE(transport.OpenPort(sim.address()));
-    }
-
     bool exchange(const char* command, int timeoutMs = 2000)
     {
         return transport.SendReceive(command, reply, timeoutMs, 0);
     }
-
-    SimServer sim{EchoInstrument::create()};
-    CEthernet transport;
-    QByteArray reply;
 };
 
 TEST_F(EthernetTransportTest, ExchangesOneCommandInAPlainProgram)

@@ -6,27 +6,22 @@
 
 #include <thread>
 
-#include "echo_instrument.h"
-#include "sim_server.h"
-#include "transport/ethernet_transport.h"
+#include "echo_transport_test.h"
 #include "transport/reply_parser.h"
 
-using vireo2::CEthernet;
 using vireo2::ReadAheadStep;
 using vireo2::sim::Fault;
-using vireo2::sim::SimServer;
 using vireo2::test::EchoInstrument;
 
 namespace {
 
 constexpr qint32 kNothingNew = vireo2::kStatusNothingNew;
 
-class ReadAheadTest : public ::testing::Test {
+class ReadAheadTest : public vireo2::test::EchoTransportTest {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(sim.start());
-        ASSERT_TRUE(transport.OpenPort(sim.address()));
+        EchoTransportTest::SetUp();
         // A silent instrument is given up on after the step's own timeout.
         transport.setReadBoundedByTimeout(true);
     }
@@ -47,10 +42,6 @@ protected:
                                 {{"meas done?", 300, kNothingNew}, {"scan done?", 300, kNothingNew}});
     }
     bool exchange(const char* command) { return transport.SendReceive(command, reply, 300, 0); }
-
-    SimServer sim{EchoInstrument::create()};
-    CEthernet transport;
-    QByteArray reply;
 };
 
 const QList<QByteArray> kPoll{"button triggered?", "meas done?", "scan done?"};
@@ -131,8 +122,9 @@ TEST_F(ReadAheadTest, AnAnswerReadAheadFailsAsItWouldHaveAlone)
         {Fault::on("meas done?").dropping(), 0x5006},
     };
     auto reconnected = [this] {
-        if (!transport.IsConnected())
+        if (!transport.IsConnected()) {
             EXPECT_TRUE(sim.waitForClientCount(0, 2000) && transport.OpenPort(sim.address()));
+        }
     };
     for (const auto& [fault, code] : cases) {
         const auto alone = askAlone(fault);
